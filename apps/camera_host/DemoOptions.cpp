@@ -1,0 +1,366 @@
+#include "DemoOptions.h"
+
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImageReader>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+QString invalid(const QString& strOption, const QString& strValue, const QString& strExpected)
+{
+    return QStringLiteral("invalid value '%1' for %2: %3").arg(strValue, strOption, strExpected);
+}
+
+bool parseInt(const QString& strText, int nMin, int nMax, int& nValue)
+{
+    static const QRegularExpression reInt(QStringLiteral("^[+]?[0-9]{1,9}$"));
+    if (!reInt.match(strText.trimmed()).hasMatch())
+        return false;
+    bool bOk = false;
+    const int n = strText.trimmed().toInt(&bOk);
+    if (!bOk || n < nMin || n > nMax)
+        return false;
+    nValue = n;
+    return true;
+}
+
+bool parseDouble(const QString& strText, double& dValue)
+{
+    bool bOk = false;
+    const double d = strText.trimmed().toDouble(&bOk);
+    if (!bOk || !std::isfinite(d))
+        return false;
+    dValue = d;
+    return true;
+}
+
+bool parsePoint(const QString& strText, double& dX, double& dY)
+{
+    const QStringList parts = strText.split(QLatin1Char(','));
+    if (parts.size() != 2)
+        return false;
+    return parseDouble(parts[0], dX) && parseDouble(parts[1], dY);
+}
+
+// Checks one --camera value and fills the options; empty string when fine.
+QString parseCamera(const QString& strValue, DemoOptions& options)
+{
+    const QString strOption = QStringLiteral("--camera");
+    if (strValue == QLatin1String("sim")) {
+        options.source = hostsim::FrameSource::Scene;
+        return QString();
+    }
+    if (strValue == QLatin1String("pattern")) {
+        options.source = hostsim::FrameSource::TestPattern;
+        return QString();
+    }
+    if (strValue.startsWith(QLatin1String("solid:"))) {
+        static const QRegularExpression reColour(QStringLiteral("^#[0-9A-Fa-f]{6}$"));
+        const QString strColour = strValue.mid(6);
+        if (!reColour.match(strColour).hasMatch())
+            return invalid(strOption, strValue, QStringLiteral("expected solid:#RRGGBB, e.g. solid:#40a0ff"));
+        options.source = hostsim::FrameSource::Solid;
+        options.solidColour = QColor(strColour);
+        return QString();
+    }
+    if (strValue.startsWith(QLatin1String("picture:"))) {
+        const QString strPath = strValue.mid(8);
+        if (strPath.isEmpty())
+            return invalid(strOption, strValue, QStringLiteral("expected picture:PATH"));
+        const QFileInfo info(strPath);
+        if (!info.exists())
+            return invalid(strOption, strValue, QStringLiteral("no such file"));
+        if (!info.isFile())
+            return invalid(strOption, strValue, QStringLiteral("not a file"));
+        QFile file(strPath);
+        if (!file.open(QIODevice::ReadOnly))
+            return invalid(strOption, strValue, QStringLiteral("cannot read the file"));
+        file.close();
+        QImageReader reader(strPath);
+        if (!reader.canRead())
+            return invalid(strOption, strValue, QStringLiteral("not a picture that can be read (JPEG, PNG or BMP)"));
+        options.source = hostsim::FrameSource::Picture;
+        options.picturePath = info.absoluteFilePath();
+        return QString();
+    }
+    return invalid(strOption, strValue, QStringLiteral("expected sim, picture:PATH, solid:#RRGGBB or pattern"));
+}
+
+// Help text like QCommandLineParser's, which needs an application object
+// (the demo parses before it makes one).
+QString helpText(const QString& strDescription, const QList<QCommandLineOption>& options)
+{
+    QStringList names;
+    int nWidth = 0;
+    for (const QCommandLineOption& option : options) {
+        QStringList parts;
+        for (const QString& strName : option.names())
+            parts << (strName.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + strName;
+        QString strNames = parts.join(QStringLiteral(", "));
+        if (!option.valueName().isEmpty())
+            strNames += QLatin1Char(' ') + option.valueName();
+        nWidth = std::max(nWidth, int(strNames.size()));
+        names << strNames;
+    }
+    QString strText = QStringLiteral("Usage: camera_host [options]\n%1\n\nOptions:\n").arg(strDescription);
+    for (int i = 0; i < options.size(); ++i)
+        strText += QStringLiteral("  %1  %2\n").arg(names[i], -nWidth).arg(options[i].description());
+    return strText;
+}
+
+} // namespace
+
+QString demoUsageHint()
+{
+    return QStringLiteral("Try 'camera_host --help' for more information.");
+}
+
+QString describeCameras(const DemoOptions& options)
+{
+    QString strSource;
+    switch (options.source) {
+    case hostsim::FrameSource::Scene: strSource = QStringLiteral("sim"); break;
+    case hostsim::FrameSource::Picture: strSource = QStringLiteral("picture:") + options.picturePath; break;
+    case hostsim::FrameSource::Solid: strSource = QStringLiteral("solid:") + options.solidColour.name(); break;
+    case hostsim::FrameSource::TestPattern: strSource = QStringLiteral("pattern"); break;
+    }
+    return QStringLiteral("%1, %2 camera%3 %4x%5 %6")
+        .arg(strSource)
+        .arg(options.cameraCount)
+        .arg(options.cameraCount == 1 ? QString() : QStringLiteral("s"))
+        .arg(options.frameWidth)
+        .arg(options.frameHeight)
+        .arg(options.gray ? QStringLiteral("gray") : QStringLiteral("colour"));
+}
+
+DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnvironment& environment,
+                                 bool bCreateWorkDir)
+{
+    DemoParseResult result;
+    DemoOptions& options = result.options;
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Demo host of the camera panel: a simulated XY machine with a camera over a virtual workpiece."));
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    const QCommandLineOption optHelp(QStringList{QStringLiteral("h"), QStringLiteral("help")},
+                                     QStringLiteral("Shows this help and exits."));
+    const QCommandLineOption optWorkDir(
+        QStringLiteral("work-dir"),
+        QStringLiteral("Host work directory (default: $HXL_WORK_PATH, else the application data location); created "
+                       "when missing."),
+        QStringLiteral("DIR"));
+    const QCommandLineOption optCamera(
+        QStringLiteral("camera"),
+        QStringLiteral("Frame source: sim (default, the virtual workpiece under the machine), picture:PATH, "
+                       "solid:#RRGGBB or pattern."),
+        QStringLiteral("SOURCE"));
+    const QCommandLineOption optCameras(QStringLiteral("cameras"),
+                                        QStringLiteral("Number of simulated cameras, 1..8 (default 1)."),
+                                        QStringLiteral("N"));
+    const QCommandLineOption optFrameSize(QStringLiteral("frame-size"),
+                                          QStringLiteral("Camera frame size (default 1280x1024)."),
+                                          QStringLiteral("WxH"));
+    const QCommandLineOption optGray(QStringLiteral("gray"), QStringLiteral("Gray cameras instead of colour ones."));
+    const QCommandLineOption optLanguage(QStringLiteral("language"),
+                                         QStringLiteral("Language of the texts: en or zh_CN (default: "
+                                                        "$HXL_LANGUAGE, else en)."),
+                                         QStringLiteral("CODE"));
+    const QCommandLineOption optSpeed(QStringLiteral("speed"),
+                                      QStringLiteral("Machine speed in mm/s (default 20; 0 = instant moves)."),
+                                      QStringLiteral("MM_PER_S"));
+    const QCommandLineOption optHeadless(
+        QStringLiteral("headless"),
+        QStringLiteral("Runs without a screen: writes a picture of the window to PNG after the live frames given "
+                       "by --frames, then exits."),
+        QStringLiteral("PNG"));
+    const QCommandLineOption optFrames(QStringLiteral("frames"),
+                                       QStringLiteral("Live frames before the headless picture (default 30)."),
+                                       QStringLiteral("N"));
+    const QCommandLineOption optPosition(QStringLiteral("position"),
+                                         QStringLiteral("Machine position at start in mm (default 0,0)."),
+                                         QStringLiteral("X,Y"));
+    const QCommandLineOption optMoveTo(QStringLiteral("move-to"),
+                                       QStringLiteral("Starts a machine move to X,Y (mm) once the window shows."),
+                                       QStringLiteral("X,Y"));
+    const QCommandLineOption optSnapshot(QStringLiteral("snapshot"),
+                                         QStringLiteral("Places a camera snapshot on the drawing at start."));
+    const QList<QCommandLineOption> allOptions{optHelp,     optWorkDir,  optCamera,   optCameras, optFrameSize,
+                                               optGray,     optLanguage, optSpeed,    optHeadless, optFrames,
+                                               optPosition, optMoveTo,   optSnapshot};
+    parser.addOptions(allOptions);
+
+    if (!parser.parse(arguments)) {
+        result.error = parser.errorText();
+        return result;
+    }
+    if (parser.isSet(optHelp)) {
+        result.helpRequested = true;
+        result.helpText = helpText(parser.applicationDescription(), allOptions);
+        return result;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        result.error = QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first());
+        return result;
+    }
+
+    // --camera
+    if (parser.isSet(optCamera)) {
+        options.cameraText = parser.value(optCamera);
+        result.error = parseCamera(options.cameraText, options);
+        if (!result.error.isEmpty())
+            return result;
+    }
+
+    // --cameras
+    if (parser.isSet(optCameras)) {
+        const QString strValue = parser.value(optCameras);
+        if (!parseInt(strValue, 1, kDemoMaxCameras, options.cameraCount)) {
+            result.error = invalid(QStringLiteral("--cameras"), strValue,
+                                   QStringLiteral("expected a whole number from 1 to %1").arg(kDemoMaxCameras));
+            return result;
+        }
+    }
+
+    // --frame-size
+    if (parser.isSet(optFrameSize)) {
+        const QString strValue = parser.value(optFrameSize);
+        static const QRegularExpression reSize(QStringLiteral("^([0-9]{1,6})[xX]([0-9]{1,6})$"));
+        const QRegularExpressionMatch match = reSize.match(strValue.trimmed());
+        int nWidth = 0, nHeight = 0;
+        if (!match.hasMatch()
+            || !parseInt(match.captured(1), kDemoMinFrameSide, kDemoMaxFrameSide, nWidth)
+            || !parseInt(match.captured(2), kDemoMinFrameSide, kDemoMaxFrameSide, nHeight)) {
+            result.error = invalid(QStringLiteral("--frame-size"), strValue,
+                                   QStringLiteral("expected WxH with each side from %1 to %2, e.g. 1280x1024")
+                                       .arg(kDemoMinFrameSide)
+                                       .arg(kDemoMaxFrameSide));
+            return result;
+        }
+        options.frameWidth = nWidth;
+        options.frameHeight = nHeight;
+    }
+
+    options.gray = parser.isSet(optGray);
+
+    // --language
+    {
+        QString strOption = QStringLiteral("--language");
+        QString strValue = QStringLiteral("en");
+        if (parser.isSet(optLanguage)) {
+            strValue = parser.value(optLanguage);
+        } else if (!environment.value(QStringLiteral("HXL_LANGUAGE")).isEmpty()) {
+            strValue = environment.value(QStringLiteral("HXL_LANGUAGE"));
+            strOption = QStringLiteral("HXL_LANGUAGE (default of --language)");
+        }
+        if (strValue != QLatin1String("en") && strValue != QLatin1String("zh_CN")) {
+            result.error = invalid(strOption, strValue, QStringLiteral("expected en or zh_CN"));
+            return result;
+        }
+        options.language = strValue;
+    }
+
+    // --speed
+    if (parser.isSet(optSpeed)) {
+        const QString strValue = parser.value(optSpeed);
+        double dSpeed = 0.0;
+        if (!parseDouble(strValue, dSpeed) || dSpeed < 0.0 || dSpeed > kDemoMaxSpeed) {
+            result.error = invalid(QStringLiteral("--speed"), strValue,
+                                   QStringLiteral("expected millimetres per second from 0 (instant) to %1")
+                                       .arg(kDemoMaxSpeed));
+            return result;
+        }
+        options.speed = dSpeed;
+    }
+
+    // --headless and --frames
+    if (parser.isSet(optHeadless)) {
+        const QString strValue = parser.value(optHeadless);
+        if (strValue.trimmed().isEmpty()) {
+            result.error = invalid(QStringLiteral("--headless"), strValue, QStringLiteral("expected a PNG file name"));
+            return result;
+        }
+        if (QFileInfo(strValue).isDir()) {
+            result.error = invalid(QStringLiteral("--headless"), strValue,
+                                   QStringLiteral("is a directory, expected a PNG file name"));
+            return result;
+        }
+        options.headlessPng = QFileInfo(strValue).absoluteFilePath();
+    }
+    if (parser.isSet(optFrames)) {
+        const QString strValue = parser.value(optFrames);
+        if (!parseInt(strValue, 1, kDemoMaxFrames, options.frames)) {
+            result.error = invalid(QStringLiteral("--frames"), strValue,
+                                   QStringLiteral("expected a whole number from 1 to %1").arg(kDemoMaxFrames));
+            return result;
+        }
+        if (options.headlessPng.isEmpty()) {
+            result.error = QStringLiteral("option --frames %1 needs --headless PNG").arg(strValue);
+            return result;
+        }
+    }
+
+    // Demo extras.
+    if (parser.isSet(optPosition)) {
+        const QString strValue = parser.value(optPosition);
+        if (!parsePoint(strValue, options.startX, options.startY)) {
+            result.error = invalid(QStringLiteral("--position"), strValue,
+                                   QStringLiteral("expected X,Y in millimetres, e.g. 10,-5.5"));
+            return result;
+        }
+        options.hasStartPosition = true;
+    }
+    if (parser.isSet(optMoveTo)) {
+        const QString strValue = parser.value(optMoveTo);
+        if (!parsePoint(strValue, options.moveToX, options.moveToY)) {
+            result.error = invalid(QStringLiteral("--move-to"), strValue,
+                                   QStringLiteral("expected X,Y in millimetres, e.g. 10,-5.5"));
+            return result;
+        }
+        options.hasMoveTo = true;
+    }
+    options.snapshot = parser.isSet(optSnapshot);
+
+    // --work-dir (last: it may create a directory)
+    {
+        QString strOption = QStringLiteral("--work-dir");
+        QString strDir;
+        if (parser.isSet(optWorkDir)) {
+            strDir = parser.value(optWorkDir);
+            if (strDir.trimmed().isEmpty()) {
+                result.error = invalid(strOption, strDir, QStringLiteral("expected a directory"));
+                return result;
+            }
+        } else if (!environment.value(QStringLiteral("HXL_WORK_PATH")).isEmpty()) {
+            strDir = environment.value(QStringLiteral("HXL_WORK_PATH"));
+            strOption = QStringLiteral("HXL_WORK_PATH (default of --work-dir)");
+        } else {
+            strDir = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+            strOption = QStringLiteral("the default --work-dir");
+            if (strDir.isEmpty()) {
+                result.error = QStringLiteral("no application data location: give --work-dir DIR");
+                return result;
+            }
+        }
+        const QFileInfo info(strDir);
+        if (info.exists() && !info.isDir()) {
+            result.error = invalid(strOption, strDir, QStringLiteral("exists and is not a directory"));
+            return result;
+        }
+        if (bCreateWorkDir && !info.exists() && !QDir().mkpath(strDir)) {
+            result.error = invalid(strOption, strDir, QStringLiteral("the directory cannot be created"));
+            return result;
+        }
+        options.workDir = QDir::cleanPath(QDir(strDir).absolutePath());
+    }
+
+    return result;
+}

@@ -1,0 +1,504 @@
+#include "HostWindow.h"
+
+#include "DrawingView.h"
+#include "HostSim.h"
+#include "SimCamera.h"
+#include "SimCameraManager.h"
+#include "SimDrawing.h"
+#include "SimMachine.h"
+
+#include "host/HXL_HostFunctions.h"
+#include "host/HXL_ServiceKeys.h"
+#include "host/IServiceManager.h"
+#include "host/IZKDatabase.h"
+#include "host/IZKRobotService.h"
+#include "host/IZKVisionCameraManager.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QApplication>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDockWidget>
+#include <QDoubleSpinBox>
+#include <QEvent>
+#include <QFile>
+#include <QFormLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPainter>
+#include <QStatusBar>
+
+#include <cmath>
+
+namespace {
+
+constexpr double kJogSmallMm = 1.0;
+constexpr double kJogLargeMm = 10.0;
+constexpr double kTravelMm = 500.0;
+
+// The live picture: a label whose size follows the dock, not the picture.
+class FrameLabel : public QLabel
+{
+public:
+    explicit FrameLabel(QWidget* pParent = nullptr) : QLabel(pParent)
+    {
+        setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
+        setAlignment(Qt::AlignCenter);
+        setMinimumSize(160, 128);
+    }
+    QSize sizeHint() const override { return QSize(480, 384); }
+    QSize minimumSizeHint() const override { return QSize(160, 128); }
+};
+
+// Millimetres for the status bar: three decimals, no "-0.000".
+QString mmText(double dValue)
+{
+    if (std::fabs(dValue) < 0.0005)
+        dValue = 0.0;
+    return QString::number(dValue, 'f', 3);
+}
+
+template <class T>
+T* registryService(int nKey)
+{
+    IServiceManager* pRegistry = IServiceManager::singleton();
+    if (!pRegistry)
+        return nullptr;
+    const auto it = pRegistry->m_mapService.find(nKey);
+    if (it == pRegistry->m_mapService.end())
+        return nullptr;
+    return dynamic_cast<T*>(it->second);
+}
+
+} // namespace
+
+HostWindow::HostWindow(const DemoOptions& options, QWidget* pParent)
+    : hostsim::SimMainWindow(pParent)
+    , m_options(options)
+{
+    setWindowTitle(tr("Camera host - simulated machine"));
+    resize(1280, 800);
+
+    m_pDrawing = new DrawingView(this);
+    setCentralWidget(m_pDrawing);
+
+    m_pCameraDock = new QDockWidget(tr("Camera"), this);
+    m_pCameraDock->setObjectName(QStringLiteral("CameraDock"));
+    m_pCameraDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    m_pFrameLabel = new FrameLabel(m_pCameraDock);
+    m_pFrameLabel->setObjectName(QStringLiteral("FrameLabel"));
+    m_pFrameLabel->installEventFilter(this);
+    m_pCameraDock->setWidget(m_pFrameLabel);
+    addDockWidget(Qt::RightDockWidgetArea, m_pCameraDock);
+    resizeDocks({m_pCameraDock}, {480}, Qt::Horizontal);
+
+    m_pPositionStatus = new QLabel(this);
+    m_pStateStatus = new QLabel(this);
+    m_pCameraStatus = new QLabel(this);
+    m_pPositionStatus->setMinimumWidth(230);
+    m_pStateStatus->setMinimumWidth(60);
+    statusBar()->addPermanentWidget(m_pPositionStatus);
+    statusBar()->addPermanentWidget(m_pStateStatus);
+    statusBar()->addPermanentWidget(m_pCameraStatus);
+
+    buildMenus();
+
+    // The host view redraws through this window's drawing view.
+    hostsim::SimView& view = hostsim::HostSim::view();
+    view.setRedraw([this](bool) { m_pDrawing->rebuild(); });
+    view.setZoomToData([this]() { m_pDrawing->zoomToData(); });
+
+    double dX = 0.0, dY = 0.0;
+    hostsim::HostSim::machine().position(dX, dY);
+    m_pDrawing->setMachinePosition(dX, dY);
+    m_pDrawing->rebuild();
+
+    m_timer.setInterval(kTickMs);
+    connect(&m_timer, &QTimer::timeout, this, &HostWindow::tick);
+    m_timer.start();
+    updateStatus();
+    renderLabel();
+}
+
+HostWindow::~HostWindow()
+{
+    m_timer.stop();
+    hostsim::SimView& view = hostsim::HostSim::view();
+    view.setRedraw(nullptr);
+    view.setZoomToData(nullptr);
+    // Stop the streams this window started, on cameras that are still there.
+    if (IZKVisionCameraManager* pManager = cameraManager()) {
+        for (int i = 0; i < pManager->GetCameraCount(); ++i) {
+            IZKVisionCamera* pCamera = pManager->GetCamera(i);
+            if (pCamera && m_startedCameras.contains(pCamera))
+                pCamera->StopGrab();
+        }
+    }
+}
+
+IZKVisionCameraManager* HostWindow::cameraManager()
+{
+    if (auto* pManager = registryService<IZKVisionCameraManager>(HXLServiceKey::VisionCameraManager))
+        return pManager;
+    return &hostsim::HostSim::cameraManager();
+}
+
+IZKMachine* HostWindow::machine()
+{
+    if (auto* pService = registryService<IZKRobotService>(HXLServiceKey::RobotService)) {
+        if (IZKMachine* pMachine = pService->GetCurMachine())
+            return pMachine;
+    }
+    return &hostsim::HostSim::machine();
+}
+
+void HostWindow::setFrameTarget(int nFrames)
+{
+    m_nFrameTarget = nFrames;
+    m_bTargetReached = false;
+}
+
+// --- menus -------------------------------------------------------------------------
+
+void HostWindow::buildMenus()
+{
+    QMenu* pFile = menuBar()->addMenu(tr("&File"));
+    QAction* pQuit = pFile->addAction(tr("&Quit"), this, &QWidget::close);
+    pQuit->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_Q));
+    pQuit->setShortcutContext(Qt::ApplicationShortcut);
+
+    QMenu* pMachine = menuBar()->addMenu(tr("&Machine"));
+    struct Jog
+    {
+        const char* pszText;
+        double dDx, dDy;
+        int nKey;
+    };
+    const Jog jogs[] = {
+        {QT_TR_NOOP("Jog +X"), 1, 0, Qt::Key_Right},
+        {QT_TR_NOOP("Jog -X"), -1, 0, Qt::Key_Left},
+        {QT_TR_NOOP("Jog +Y (away)"), 0, 1, Qt::Key_Up},
+        {QT_TR_NOOP("Jog -Y (toward)"), 0, -1, Qt::Key_Down},
+    };
+    for (const bool bLarge : {false, true}) {
+        const double dStep = bLarge ? kJogLargeMm : kJogSmallMm;
+        for (const Jog& step : jogs) {
+            QAction* pAction = pMachine->addAction(
+                tr("%1 by %2 mm").arg(tr(step.pszText)).arg(dStep));
+            pAction->setShortcut(QKeySequence(step.nKey | (bLarge ? int(Qt::SHIFT) : 0)));
+            const double dDx = step.dDx * dStep, dDy = step.dDy * dStep;
+            connect(pAction, &QAction::triggered, this, [this, dDx, dDy]() { jog(dDx, dDy); });
+        }
+        pMachine->addSeparator();
+    }
+    QAction* pOrigin = pMachine->addAction(tr("Go to &origin"), this, &HostWindow::goToOrigin);
+    pOrigin->setShortcut(QKeySequence(Qt::Key_Home));
+    QAction* pGoTo = pMachine->addAction(tr("&Go to position..."), this, &HostWindow::goToPosition);
+    pGoTo->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_G));
+
+    m_pCameraMenu = menuBar()->addMenu(tr("&Camera"));
+    m_pCameraGroup = new QActionGroup(this);
+    m_pCameraGroup->setExclusive(true);
+    m_pCameraSeparator = m_pCameraMenu->addSeparator();
+    QAction* pSnapshot = m_pCameraMenu->addAction(tr("&Place snapshot on drawing"), this, [this]() {
+        QString strError;
+        if (placeSnapshot(&strError))
+            statusBar()->showMessage(tr("Snapshot placed on the drawing"), 4000);
+        else
+            statusBar()->showMessage(tr("Snapshot not placed: %1").arg(strError), 8000);
+    });
+    pSnapshot->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_P));
+    m_pCameraMenu->addAction(tr("&Clear snapshots"), this, &HostWindow::clearSnapshots);
+    rebuildCameraActions();
+
+    QMenu* pView = menuBar()->addMenu(tr("&View"));
+    QAction* pZoom = pView->addAction(tr("&Zoom to data"), this, []() {
+        if (ZKAppService* pService = registryService<ZKAppService>(HXLServiceKey::AppService)) {
+            if (ZKGloabVisionAppBase* pApp = pService->GetMainApp()) {
+                if (pApp->RunCommand("ZoomToData") == 0)
+                    return;
+            }
+        }
+        hostsim::HostSim::view().zoomToData();
+    });
+    pZoom->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_0));
+    pView->addAction(m_pCameraDock->toggleViewAction());
+}
+
+void HostWindow::rebuildCameraActions()
+{
+    for (QAction* pAction : qAsConst(m_cameraActions)) {
+        m_pCameraGroup->removeAction(pAction);
+        m_pCameraMenu->removeAction(pAction);
+        delete pAction;
+    }
+    m_cameraActions.clear();
+
+    IZKVisionCameraManager* pManager = cameraManager();
+    const int nCount = pManager ? pManager->GetCameraCount() : 0;
+    for (int i = 0; i < nCount; ++i) {
+        IZKVisionCamera* pCamera = pManager->GetCamera(i);
+        const QString strName = pCamera ? QString::fromStdString(pCamera->GetCameraName()) : QString();
+        auto* pAction = new QAction(strName.isEmpty() ? tr("Camera %1").arg(i + 1)
+                                                      : tr("Camera %1 (%2)").arg(i + 1).arg(strName),
+                                    m_pCameraMenu);
+        pAction->setCheckable(true);
+        if (i < 9)
+            pAction->setShortcut(QKeySequence(int(Qt::CTRL) | (Qt::Key_1 + i)));
+        connect(pAction, &QAction::triggered, this, [this, i]() { selectCamera(i); });
+        m_pCameraGroup->addAction(pAction);
+        m_pCameraMenu->insertAction(m_pCameraSeparator, pAction);
+        m_cameraActions.append(pAction);
+    }
+    syncCameraActions();
+}
+
+void HostWindow::syncCameraActions()
+{
+    IZKVisionCameraManager* pManager = cameraManager();
+    const int nCurrent = pManager ? pManager->GetCurCameraIndex() : -1;
+    for (int i = 0; i < m_cameraActions.size(); ++i) {
+        if (m_cameraActions[i]->isChecked() != (i == nCurrent))
+            m_cameraActions[i]->setChecked(i == nCurrent);
+    }
+}
+
+// --- machine -------------------------------------------------------------------------
+
+void HostWindow::jog(double dDx, double dDy)
+{
+    // From where the machine is heading, so that quick presses add up.
+    double dX = 0.0, dY = 0.0;
+    hostsim::HostSim::machine().target(dX, dY);
+    moveTo(dX + dDx, dY + dDy);
+}
+
+void HostWindow::moveTo(double dX, double dY)
+{
+    IZKMachine* pMachine = machine();
+    if (!pMachine || pMachine->MoveTo(dX, dY) != 0)
+        statusBar()->showMessage(tr("The machine did not accept the move to %1, %2").arg(mmText(dX), mmText(dY)),
+                                 5000);
+    updateStatus();
+}
+
+void HostWindow::goToOrigin()
+{
+    moveTo(0.0, 0.0);
+}
+
+void HostWindow::goToPosition()
+{
+    double dX = 0.0, dY = 0.0;
+    hostsim::HostSim::machine().target(dX, dY);
+
+    QDialog dialog(this);
+    dialog.setWindowTitle(tr("Go to position"));
+    auto* pLayout = new QFormLayout(&dialog);
+    auto makeSpin = [&dialog](double dValue) {
+        auto* pSpin = new QDoubleSpinBox(&dialog);
+        pSpin->setRange(-kTravelMm, kTravelMm);
+        pSpin->setDecimals(3);
+        pSpin->setSingleStep(1.0);
+        pSpin->setSuffix(QStringLiteral(" mm"));
+        pSpin->setValue(dValue);
+        return pSpin;
+    };
+    QDoubleSpinBox* pSpinX = makeSpin(dX);
+    QDoubleSpinBox* pSpinY = makeSpin(dY);
+    pLayout->addRow(tr("X:"), pSpinX);
+    pLayout->addRow(tr("Y:"), pSpinY);
+    auto* pButtons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
+    connect(pButtons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    connect(pButtons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    pLayout->addRow(pButtons);
+    pSpinX->setFocus();
+    pSpinX->selectAll();
+    if (dialog.exec() == QDialog::Accepted)
+        moveTo(pSpinX->value(), pSpinY->value());
+}
+
+// --- camera --------------------------------------------------------------------------
+
+void HostWindow::selectCamera(int nIndex)
+{
+    IZKVisionCameraManager* pManager = cameraManager();
+    if (!pManager || nIndex < 0 || nIndex >= pManager->GetCameraCount())
+        return;
+    pManager->SetCurCameraIndex(nIndex);
+    syncCameraActions();
+    updateStatus();
+}
+
+bool HostWindow::placeSnapshot(QString* pError)
+{
+    auto fail = [pError](const QString& strWhy) {
+        if (pError)
+            *pError = strWhy;
+        return false;
+    };
+    IZKVisionCameraManager* pManager = cameraManager();
+    if (!pManager || pManager->GetCameraCount() <= 0)
+        return fail(tr("no camera"));
+    hostsim::SimMachine& simMachine = hostsim::HostSim::machine();
+    if (simMachine.isMoving())
+        return fail(tr("the machine is moving; try again when it stops"));
+
+    double dX = 0.0, dY = 0.0;
+    simMachine.position(dX, dY);
+    MovableCam_SetCurMachineMmPos(dX, dY);
+
+    const QString strPath = hostsim::HostSim::workPath() + QStringLiteral("snapshot.jpg");
+    if (pManager->SaveImageFile(QFile::encodeName(strPath).toStdString()) != 0)
+        return fail(tr("the picture could not be taken or saved to %1").arg(strPath));
+    if (pManager->CalibrateImages() < 0)
+        return fail(tr("the picture could not be calibrated"));
+    ImageAdapter* pAdapter = pManager->GetImageAdapter();
+    if (!pAdapter)
+        return fail(tr("no picture"));
+    IZKDbImage* pImage = pAdapter->CreateDbImage();
+    if (!pImage)
+        return fail(tr("no picture"));
+    IZKBound* pBound = pManager->GetCamerasCalImageBound();
+    if (!pBound || !pBound->IsValid() || pBound->GetWidth() <= 0.0 || pBound->GetHeight() <= 0.0) {
+        pImage->Release();
+        return fail(tr("the camera is not calibrated"));
+    }
+    pImage->SetExtents(pBound->GetMinX(), pBound->GetMinY(), pBound->GetMaxX(), pBound->GetMaxY());
+
+    IZKDatabase& database = hostsim::HostSim::database();
+    pImage->SetLayer(database.GetLayerTable()->GetLayer(kSnapshotLayer));
+    database.GetShapeTable()->AppendEntity(pImage);
+    database.Update();
+    hostsim::HostSim::view().RefreshView(true);
+    return true;
+}
+
+void HostWindow::clearSnapshots()
+{
+    IZKDatabase& database = hostsim::HostSim::database();
+    ClearLayerData(&database, kSnapshotLayer, true);
+    hostsim::HostSim::view().RefreshView(true);
+}
+
+// --- live ticks --------------------------------------------------------------------
+
+void HostWindow::tick()
+{
+    IZKVisionCameraManager* pManager = cameraManager();
+    if (pManager && pManager->GetCameraCount() != m_cameraActions.size())
+        rebuildCameraActions();
+    else
+        syncCameraActions();
+
+    grabFrame();
+    updateStatus();
+
+    if (m_nFrameTarget > 0 && !m_bTargetReached && m_nFrames >= m_nFrameTarget) {
+        m_bTargetReached = true;
+        emit frameTargetReached();
+    }
+}
+
+void HostWindow::grabFrame()
+{
+    IZKVisionCameraManager* pManager = cameraManager();
+    IZKVisionCamera* pCamera = pManager ? pManager->GetCamera(pManager->GetCurCameraIndex()) : nullptr;
+    if (!pCamera)
+        return;
+    if (pCamera != m_pStreamingCamera) {
+        pCamera->StartGrab();
+        m_pStreamingCamera = pCamera;
+        if (!m_startedCameras.contains(pCamera))
+            m_startedCameras.append(pCamera);
+    }
+
+    const bool bColour = pCamera->IsColorful();
+    const int nWidth = pCamera->GetImageWidth(true);
+    const int nHeight = pCamera->GetImageHeight(true);
+    if (nWidth <= 0 || nHeight <= 0)
+        return;
+    if (nWidth != m_nBufferWidth || nHeight != m_nBufferHeight || bColour != m_bBufferColour || m_buffer.empty()) {
+        m_lastFrame = QImage(); // it points into the old buffer
+        m_buffer.assign(size_t(nWidth) * size_t(nHeight) * (bColour ? 3u : 1u), 0);
+        m_nBufferWidth = nWidth;
+        m_nBufferHeight = nHeight;
+        m_bBufferColour = bColour;
+    }
+    if (pCamera->GrabImage(m_buffer.data()) != 0)
+        return;
+
+    // The label is drawn straight from the grab buffer, rows packed.
+    m_lastFrame = QImage(m_buffer.data(), nWidth, nHeight, bColour ? nWidth * 3 : nWidth,
+                         bColour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
+    ++m_nFrames;
+    renderLabel();
+}
+
+void HostWindow::renderLabel()
+{
+    const QSize size = m_pFrameLabel->size();
+    if (size.width() < 2 || size.height() < 2)
+        return;
+    QPixmap pixmap(size);
+    pixmap.fill(QColor(30, 30, 30));
+    QPainter painter(&pixmap);
+    if (!m_lastFrame.isNull()) {
+        const QSize scaled = m_lastFrame.size().scaled(size, Qt::KeepAspectRatio);
+        const QRect target(QPoint((size.width() - scaled.width()) / 2, (size.height() - scaled.height()) / 2), scaled);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
+        painter.drawImage(target, m_lastFrame);
+    } else {
+        painter.setPen(QColor(200, 200, 200));
+        painter.drawText(pixmap.rect(), Qt::AlignCenter, tr("No picture"));
+    }
+    // One-pixel red crosshair over the whole label, through its centre.
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    painter.setPen(QPen(QColor(255, 0, 0), 0));
+    const int nCx = size.width() / 2;
+    const int nCy = size.height() / 2;
+    painter.drawLine(0, nCy, size.width() - 1, nCy);
+    painter.drawLine(nCx, 0, nCx, size.height() - 1);
+    painter.end();
+    m_pFrameLabel->setPixmap(pixmap);
+}
+
+void HostWindow::updateStatus()
+{
+    // The host's own polling reads the machine through the facade: no journal lines.
+    hostsim::SimMachine& simMachine = hostsim::HostSim::machine();
+    double dX = 0.0, dY = 0.0;
+    simMachine.position(dX, dY);
+    m_pPositionStatus->setText(QStringLiteral("X %1 mm  Y %2 mm").arg(mmText(dX), mmText(dY)));
+    m_pStateStatus->setText(simMachine.isMoving() ? tr("moving") : tr("idle"));
+    m_pDrawing->setMachinePosition(dX, dY);
+
+    IZKVisionCameraManager* pManager = cameraManager();
+    const int nCount = pManager ? pManager->GetCameraCount() : 0;
+    const int nCurrent = pManager ? pManager->GetCurCameraIndex() : -1;
+    if (nCount <= 0 || nCurrent < 0 || nCurrent >= nCount) {
+        m_pCameraStatus->setText(tr("no camera"));
+        m_pDrawing->setCameraField(0.0, 0.0);
+        return;
+    }
+    const QString strSize = m_nBufferWidth > 0 ? QStringLiteral("%1 x %2").arg(m_nBufferWidth).arg(m_nBufferHeight)
+                                               : tr("no frame yet");
+    m_pCameraStatus->setText(tr("Camera %1/%2  %3").arg(nCurrent + 1).arg(nCount).arg(strSize));
+    // Field of view of the current camera, from the facade (no journal lines).
+    hostsim::SimCamera* pSimCamera = hostsim::HostSim::camera(nCurrent);
+    if (pSimCamera && m_nBufferWidth > 0 && m_nBufferHeight > 0) {
+        const double dMmPerPixel = pSimCamera->mmPerPixel();
+        m_pDrawing->setCameraField(m_nBufferWidth * dMmPerPixel, m_nBufferHeight * dMmPerPixel);
+    } else {
+        m_pDrawing->setCameraField(0.0, 0.0);
+    }
+}
+
+bool HostWindow::eventFilter(QObject* pWatched, QEvent* pEvent)
+{
+    if (pWatched == m_pFrameLabel && pEvent->type() == QEvent::Resize)
+        renderLabel();
+    return hostsim::SimMainWindow::eventFilter(pWatched, pEvent);
+}

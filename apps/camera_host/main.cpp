@@ -1,0 +1,152 @@
+// The demo host: a window over the replacement host with its simulated
+// machine and cameras, for an operator to watch them work.
+
+#include "DemoOptions.h"
+#include "DrawingView.h"
+#include "HostSim.h"
+#include "HostWindow.h"
+#include "SimApp.h"
+#include "SimMachine.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QImage>
+#include <QPixmap>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+void printLine(FILE* pStream, const QString& strLine)
+{
+    std::fputs(strLine.toLocal8Bit().constData(), pStream);
+    std::fputc('\n', pStream);
+    std::fflush(pStream);
+}
+
+// Magnification of simulated camera nIndex: the cameras differ so that switching shows.
+double cameraMmPerPixel(int nIndex)
+{
+    static const double s_scales[] = {0.02, 0.04, 0.01, 0.03, 0.05, 0.015, 0.025, 0.035};
+    return s_scales[nIndex % int(sizeof(s_scales) / sizeof(s_scales[0]))];
+}
+
+void setUpCameras(const DemoOptions& options)
+{
+    hostsim::HostSim::removeAllCameras();
+    for (int i = 0; i < options.cameraCount; ++i) {
+        hostsim::CameraSetup setup;
+        setup.name = QStringLiteral("SimCam%1").arg(i + 1);
+        setup.width = options.frameWidth;
+        setup.height = options.frameHeight;
+        setup.colour = !options.gray;
+        setup.mmPerPixel = cameraMmPerPixel(i);
+        setup.source = options.source;
+        setup.picturePath = options.picturePath;
+        if (options.source == hostsim::FrameSource::Solid)
+            setup.solidColour = options.solidColour;
+        hostsim::HostSim::addCamera(setup);
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // Parse before the application object exists, so that a bad option is
+    // reported even where no display is available.
+    QCoreApplication::setApplicationName(QStringLiteral("camera_host"));
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    const DemoParseResult parsed = parseDemoOptions(arguments);
+    if (!parsed.ok()) {
+        printLine(stderr, QStringLiteral("camera_host: ") + parsed.error);
+        printLine(stderr, demoUsageHint());
+        return 2;
+    }
+    if (parsed.helpRequested) {
+        std::fputs(parsed.helpText.toLocal8Bit().constData(), stdout);
+        return 0;
+    }
+    const DemoOptions& options = parsed.options;
+    const bool bHeadless = !options.headlessPng.isEmpty();
+
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        if (bHeadless) {
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        } else if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
+            printLine(stderr, QStringLiteral("camera_host: no display; run it under xvfb-run, set "
+                                             "QT_QPA_PLATFORM=offscreen, or use --headless PNG"));
+            return 1;
+        }
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("camera_host"));
+
+    hostsim::HostSim::reset(options.workDir);
+    hostsim::HostSim::setLanguage(options.language);
+    setUpCameras(options);
+    hostsim::SimMachine& machine = hostsim::HostSim::machine();
+    if (options.hasStartPosition)
+        machine.setPosition(options.startX, options.startY);
+    machine.setSpeed(options.speed);
+
+    printLine(stdout, QStringLiteral("camera_host: work dir %1, camera %2, language %3")
+                          .arg(QDir::toNativeSeparators(hostsim::HostSim::workPath()), describeCameras(options),
+                               options.language));
+
+    int nExitCode = 0;
+    {
+        HostWindow window(options);
+        hostsim::HostSim::setMainWindow(&window);
+        window.show();
+
+        if (options.snapshot) {
+            QString strError;
+            if (window.placeSnapshot(&strError))
+                hostsim::HostSim::view().zoomToData();
+            else
+                printLine(stderr, QStringLiteral("camera_host: snapshot not placed: ") + strError);
+        }
+        if (options.hasMoveTo)
+            window.moveTo(options.moveToX, options.moveToY);
+
+        if (bHeadless) {
+            // Writes the picture of the window and leaves the event loop.
+            auto writePicture = [&window, &options](bool bComplete) {
+                const QImage image = window.grab().toImage();
+                if (image.isNull() || !image.save(options.headlessPng, "PNG")) {
+                    printLine(stderr, QStringLiteral("camera_host: cannot write %1")
+                                          .arg(QDir::toNativeSeparators(options.headlessPng)));
+                    QCoreApplication::exit(1);
+                    return;
+                }
+                printLine(stdout, QStringLiteral("camera_host: wrote %1")
+                                      .arg(QDir::toNativeSeparators(options.headlessPng)));
+                if (!bComplete) {
+                    printLine(stderr, QStringLiteral("camera_host: only %1 of %2 live frames arrived in time")
+                                          .arg(window.frameCount())
+                                          .arg(options.frames));
+                }
+                QCoreApplication::exit(bComplete ? 0 : 1);
+            };
+            window.setFrameTarget(options.frames);
+            QObject::connect(&window, &HostWindow::frameTargetReached, &window,
+                             [writePicture]() { writePicture(true); });
+            // A camera that never delivers must not hang a headless run.
+            const int nWatchdogMs = std::max(15000, options.frames * HostWindow::kTickMs * 4 + 5000);
+            QTimer::singleShot(nWatchdogMs, &window, [&window, &options, writePicture]() {
+                if (window.frameCount() < options.frames)
+                    writePicture(false);
+            });
+        }
+
+        nExitCode = app.exec();
+        hostsim::HostSim::setMainWindow(nullptr);
+    }
+    return nExitCode;
+}

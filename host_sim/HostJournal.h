@@ -1,0 +1,39 @@
+#pragma once
+
+#include "host/HXL_HostExport.h"
+
+#include <QMutex>
+#include <QStringList>
+
+namespace hostsim {
+
+// Every host operation that the panel calls appends one line here: the
+// operation's name and its salient arguments, e.g. "HXL_MachineMoveTo(12.5, -3)".
+// Thread-safe; tests clear it and assert call sequences on it. Old lines are
+// dropped beyond the capacity so that a long demo run cannot grow without bound.
+class HXL_HOST_EXPORT Journal
+{
+public:
+    void append(const QString& strLine);
+    void clear();
+    QStringList lines() const;
+    // Lines that start with strPrefix, in order.
+    QStringList linesStartingWith(const QString& strPrefix) const;
+    int count(const QString& strPrefix) const;
+    // Index of the first line at or after nFrom that starts with strPrefix, or -1.
+    int indexOf(const QString& strPrefix, int nFrom = 0) const;
+    void setEnabled(bool bEnabled);
+    bool isEnabled() const;
+    void setCapacity(int nLines);
+
+private:
+    mutable QMutex m_mutex;
+    QStringList m_lines;
+    bool m_bEnabled = true;
+    int m_nCapacity = 200000;
+};
+
+// Formats a number for a journal line: shortest form, up to 10 significant digits.
+HXL_HOST_EXPORT QString jnum(double dValue);
+
+} // namespace hostsim

@@ -1,0 +1,525 @@
+#include "SimCamera.h"
+
+#include "HostJournal.h"
+#include "HostSim.h"
+#include "HostState.h"
+#include "SimDrawing.h"
+#include "SimMachine.h"
+#include "Workpiece.h"
+
+#include <QDoubleSpinBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QMutexLocker>
+#include <QPainter>
+#include <QSlider>
+#include <QWidget>
+
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <cstring>
+
+namespace hostsim {
+
+namespace {
+
+cv::Mat matFromImage(const QImage& image)
+{
+    if (image.isNull())
+        return cv::Mat();
+    const bool bGray = image.format() == QImage::Format_Grayscale8 || image.allGray();
+    if (bGray) {
+        const QImage gray = image.convertToFormat(QImage::Format_Grayscale8);
+        cv::Mat wrapped(gray.height(), gray.width(), CV_8UC1, const_cast<uchar*>(gray.constBits()),
+                        static_cast<size_t>(gray.bytesPerLine()));
+        return wrapped.clone();
+    }
+    const QImage rgb = image.convertToFormat(QImage::Format_RGB888);
+    cv::Mat wrapped(rgb.height(), rgb.width(), CV_8UC3, const_cast<uchar*>(rgb.constBits()),
+                    static_cast<size_t>(rgb.bytesPerLine()));
+    return wrapped.clone();
+}
+
+QImage imageFromMat(const cv::Mat& mat)
+{
+    if (mat.empty())
+        return QImage();
+    if (mat.type() == CV_8UC1) {
+        QImage image(mat.cols, mat.rows, QImage::Format_Grayscale8);
+        for (int y = 0; y < mat.rows; ++y)
+            std::memcpy(image.scanLine(y), mat.ptr(y), static_cast<size_t>(mat.cols));
+        return image;
+    }
+    QImage image(mat.cols, mat.rows, QImage::Format_RGB888);
+    for (int y = 0; y < mat.rows; ++y)
+        std::memcpy(image.scanLine(y), mat.ptr(y), static_cast<size_t>(mat.cols) * 3);
+    return image;
+}
+
+} // namespace
+
+// --- SimImageAdapter ---------------------------------------------------------
+
+SimImageAdapter::SimImageAdapter() = default;
+SimImageAdapter::~SimImageAdapter() = default;
+
+int SimImageAdapter::ReadFile(std::string strPath)
+{
+    const QString path = QString::fromLocal8Bit(strPath.c_str());
+    HostSim::journal().append(QStringLiteral("ImageAdapter::ReadFile(%1)").arg(path));
+    QImage image(path);
+    if (image.isNull()) {
+        m_buffer.release();
+        return -1;
+    }
+    hostState().nImageDpi = image.dotsPerMeterX() > 0 ? qRound(image.dotsPerMeterX() * 0.0254) : 96;
+    m_buffer = matFromImage(image);
+    return 0;
+}
+
+void SimImageAdapter::setSrcData()
+{
+    HostSim::journal().append(QStringLiteral("ImageAdapter::setSrcData()"));
+    m_source = m_buffer.clone();
+}
+
+void SimImageAdapter::bufferUseSrc()
+{
+    HostSim::journal().append(QStringLiteral("ImageAdapter::bufferUseSrc()"));
+    m_buffer = m_source.clone();
+}
+
+void SimImageAdapter::Release()
+{
+    HostSim::journal().append(QStringLiteral("ImageAdapter::Release()"));
+    m_buffer.release();
+}
+
+void SimImageAdapter::ReleaseSrc()
+{
+    HostSim::journal().append(QStringLiteral("ImageAdapter::ReleaseSrc()"));
+    m_source.release();
+}
+
+bool SimImageAdapter::IsEmpty()
+{
+    HostSim::journal().append(QStringLiteral("ImageAdapter::IsEmpty()"));
+    return m_buffer.empty();
+}
+
+unsigned char* SimImageAdapter::GetBuffer()
+{
+    HostSim::journal().append(QStringLiteral("ImageAdapter::GetBuffer()"));
+    return m_buffer.empty() ? nullptr : m_buffer.data;
+}
+
+int SimImageAdapter::GetWidth()
+{
+    return m_buffer.cols;
+}
+
+int SimImageAdapter::GetHeight()
+{
+    return m_buffer.rows;
+}
+
+int SimImageAdapter::GetChannels()
+{
+    return m_buffer.empty() ? 0 : m_buffer.channels();
+}
+
+IZKDbImage* SimImageAdapter::CreateDbImage()
+{
+    HostSim::journal().append(QStringLiteral("ImageAdapter::CreateDbImage()"));
+    if (m_buffer.empty())
+        return nullptr;
+    return new SimDbImage(imageFromMat(m_buffer));
+}
+
+void SimImageAdapter::setBuffer(const cv::Mat& image)
+{
+    m_buffer = image.clone();
+}
+
+QImage SimImageAdapter::bufferImage() const
+{
+    return imageFromMat(m_buffer);
+}
+
+// --- SimCalibration ------------------------------------------------------------
+
+void SimCalibration::ImageToMachine(double dPixelX, double dPixelY, double& dMachineX, double& dMachineY)
+{
+    const HostState& state = hostState();
+    m_pCamera->pixelToMachine(dPixelX, dPixelY, state.dCalX, state.dCalY, dMachineX, dMachineY);
+    HostSim::journal().append(QStringLiteral("IZKCameraCalibration::ImageToMachine(%1, %2)")
+                                  .arg(jnum(dPixelX), jnum(dPixelY)));
+}
+
+void SimCalibration::GetMmPerPixel(double& dMmPerPixelX, double& dMmPerPixelY)
+{
+    HostSim::journal().append(QStringLiteral("IZKCameraCalibration::GetMmPerPixel()"));
+    dMmPerPixelX = dMmPerPixelY = m_pCamera->mmPerPixel();
+}
+
+bool SimCalibration::IsCalibrated()
+{
+    return m_pCamera->setup().calibrated;
+}
+
+// --- SimCamera -------------------------------------------------------------------
+
+SimCamera::SimCamera(const CameraSetup& setup, SimMachine* pMachine, Workpiece* pWorkpiece)
+    : m_setup(setup), m_pMachine(pMachine), m_pWorkpiece(pWorkpiece), m_calibration(this)
+{
+    if (m_setup.source == FrameSource::Picture && !setSource(FrameSource::Picture, m_setup.picturePath))
+        m_setup.source = FrameSource::TestPattern;
+}
+
+SimCamera::~SimCamera() = default;
+
+QString SimCamera::tag() const
+{
+    return QStringLiteral(" [%1]").arg(m_setup.name);
+}
+
+int SimCamera::StartGrab()
+{
+    QMutexLocker lock(&m_mutex);
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::StartGrab()") + tag());
+    if (m_bEnded)
+        return -1;
+    m_bGrabbing = true;
+    return 0;
+}
+
+int SimCamera::StopGrab()
+{
+    QMutexLocker lock(&m_mutex);
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::StopGrab()") + tag());
+    m_bGrabbing = false;
+    return 0;
+}
+
+bool SimCamera::IsColorful()
+{
+    QMutexLocker lock(&m_mutex);
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::IsColorful()") + tag());
+    return m_setup.colour;
+}
+
+int SimCamera::GetImageWidth(bool bCurrent)
+{
+    QMutexLocker lock(&m_mutex);
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageWidth(%1)").arg(bCurrent) + tag());
+    if (m_bZeroSize)
+        return 0;
+    return bCurrent ? m_setup.width : m_nLastWidth;
+}
+
+int SimCamera::GetImageHeight(bool bCurrent)
+{
+    QMutexLocker lock(&m_mutex);
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageHeight(%1)").arg(bCurrent) + tag());
+    if (m_bZeroSize)
+        return 0;
+    return bCurrent ? m_setup.height : m_nLastHeight;
+}
+
+int SimCamera::GrabImage(unsigned char* pBuffer)
+{
+    QMutexLocker lock(&m_mutex);
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GrabImage(%1)").arg(pBuffer ? "buffer" : "null") +
+                              tag());
+    if (m_bEnded)
+        return 1;
+    if (!pBuffer)
+        return 2;
+    if (m_bGrabFails || m_bZeroSize)
+        return 2;
+    double dX = 0.0, dY = 0.0;
+    m_pMachine->position(dX, dY);
+    const cv::Mat frame = renderLocked(dX, dY);
+    std::memcpy(pBuffer, frame.data, frame.total() * frame.elemSize());
+    m_nLastWidth = frame.cols;
+    m_nLastHeight = frame.rows;
+    ++m_nGrabCount;
+    return 0;
+}
+
+int SimCamera::grabFrame(cv::Mat& frame)
+{
+    QMutexLocker lock(&m_mutex);
+    if (m_bEnded)
+        return 1;
+    if (m_bGrabFails || m_bZeroSize)
+        return 2;
+    double dX = 0.0, dY = 0.0;
+    m_pMachine->position(dX, dY);
+    frame = renderLocked(dX, dY).clone();
+    m_nLastWidth = frame.cols;
+    m_nLastHeight = frame.rows;
+    ++m_nGrabCount;
+    return 0;
+}
+
+ImageAdapter* SimCamera::GetImageAdapter()
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageAdapter()") + tag());
+    return &m_adapter;
+}
+
+void SimCamera::CreateParamWidget(QWidget* pContainer)
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::CreateParamWidget()") + tag());
+    if (!pContainer)
+        return;
+    auto* pLayout = new QFormLayout(pContainer);
+
+    auto* pExposure = new QSlider(Qt::Horizontal, pContainer);
+    pExposure->setObjectName(QStringLiteral("SimCameraExposure"));
+    pExposure->setRange(100, 100000);
+    pExposure->setSingleStep(100);
+    pExposure->setPageStep(1000);
+    pExposure->setValue(exposureUs());
+    auto* pExposureText = new QLabel(QStringLiteral("%1 us").arg(exposureUs()), pContainer);
+    QObject::connect(pExposure, &QSlider::valueChanged, pContainer, [this, pExposureText](int nValue) {
+        setExposureUs(nValue);
+        pExposureText->setText(QStringLiteral("%1 us").arg(nValue));
+    });
+    pLayout->addRow(QObject::tr("Exposure"), pExposure);
+    pLayout->addRow(QString(), pExposureText);
+
+    auto* pGain = new QDoubleSpinBox(pContainer);
+    pGain->setObjectName(QStringLiteral("SimCameraGain"));
+    pGain->setRange(0.0, 24.0);
+    pGain->setSingleStep(0.5);
+    pGain->setSuffix(QStringLiteral(" dB"));
+    pGain->setValue(gainDb());
+    QObject::connect(pGain, QOverload<double>::of(&QDoubleSpinBox::valueChanged), pContainer,
+                     [this](double dValue) { setGainDb(dValue); });
+    pLayout->addRow(QObject::tr("Gain"), pGain);
+
+    const CameraSetup s = setup();
+    pLayout->addRow(QObject::tr("Frame"), new QLabel(QStringLiteral("%1 x %2 %3")
+                                                          .arg(s.width)
+                                                          .arg(s.height)
+                                                          .arg(s.colour ? QStringLiteral("RGB8")
+                                                                        : QStringLiteral("Mono8")),
+                                                      pContainer));
+}
+
+IZKCameraCalibration* SimCamera::GetCalibration()
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetCalibration()") + tag());
+    return &m_calibration;
+}
+
+std::string SimCamera::GetCameraName()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_setup.name.toStdString();
+}
+
+CameraSetup SimCamera::setup() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_setup;
+}
+
+void SimCamera::setSetup(const CameraSetup& setup)
+{
+    QMutexLocker lock(&m_mutex);
+    m_setup = setup;
+    touchLocked();
+}
+
+void SimCamera::setFrameSize(int nWidth, int nHeight)
+{
+    QMutexLocker lock(&m_mutex);
+    m_setup.width = qMax(1, nWidth);
+    m_setup.height = qMax(1, nHeight);
+    touchLocked();
+}
+
+void SimCamera::setColour(bool bColour)
+{
+    QMutexLocker lock(&m_mutex);
+    m_setup.colour = bColour;
+    touchLocked();
+}
+
+bool SimCamera::setSource(FrameSource source, const QString& strPicturePath)
+{
+    QImage picture;
+    if (source == FrameSource::Picture) {
+        picture = QImage(strPicturePath);
+        if (picture.isNull())
+            return false;
+    }
+    QMutexLocker lock(&m_mutex);
+    m_setup.source = source;
+    m_setup.picturePath = strPicturePath;
+    m_picture = picture;
+    touchLocked();
+    return true;
+}
+
+void SimCamera::setCalibrated(bool bCalibrated)
+{
+    QMutexLocker lock(&m_mutex);
+    m_setup.calibrated = bCalibrated;
+}
+
+double SimCamera::mmPerPixel() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_setup.mmPerPixel;
+}
+
+void SimCamera::setExposureUs(int nExposureUs)
+{
+    QMutexLocker lock(&m_mutex);
+    m_nExposureUs = qBound(1, nExposureUs, 1000000);
+    touchLocked();
+}
+
+int SimCamera::exposureUs() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_nExposureUs;
+}
+
+void SimCamera::setGainDb(double dGainDb)
+{
+    QMutexLocker lock(&m_mutex);
+    m_dGainDb = qBound(0.0, dGainDb, 48.0);
+    touchLocked();
+}
+
+double SimCamera::gainDb() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_dGainDb;
+}
+
+void SimCamera::setGrabFails(bool bFails)
+{
+    QMutexLocker lock(&m_mutex);
+    m_bGrabFails = bFails;
+}
+
+void SimCamera::setZeroSize(bool bZero)
+{
+    QMutexLocker lock(&m_mutex);
+    m_bZeroSize = bZero;
+}
+
+void SimCamera::setEnded(bool bEnded)
+{
+    QMutexLocker lock(&m_mutex);
+    m_bEnded = bEnded;
+}
+
+bool SimCamera::isGrabbing() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_bGrabbing;
+}
+
+cv::Mat SimCamera::renderFrame()
+{
+    double dX = 0.0, dY = 0.0;
+    m_pMachine->position(dX, dY);
+    return renderFrameAt(dX, dY);
+}
+
+cv::Mat SimCamera::renderFrameAt(double dX, double dY)
+{
+    QMutexLocker lock(&m_mutex);
+    return renderLocked(dX, dY).clone();
+}
+
+void SimCamera::pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
+                               double& dMachineY) const
+{
+    QMutexLocker lock(&m_mutex);
+    const double k = m_setup.mmPerPixel;
+    dMachineX = dAtX + (dPixelX - m_setup.width / 2.0) * k;
+    dMachineY = dAtY - (dPixelY - m_setup.height / 2.0) * k;
+}
+
+void SimCamera::machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
+                               double& dPixelY) const
+{
+    QMutexLocker lock(&m_mutex);
+    const double k = m_setup.mmPerPixel;
+    dPixelX = m_setup.width / 2.0 + (dMachineX - dAtX) / k;
+    dPixelY = m_setup.height / 2.0 - (dMachineY - dAtY) / k;
+}
+
+// Renders into the cache unless the cached frame already shows this position
+// with these settings; the returned Mat is the cache (valid while locked).
+cv::Mat SimCamera::renderLocked(double dX, double dY)
+{
+    const int w = m_setup.width;
+    const int h = m_setup.height;
+    const bool bStatic = m_setup.source != FrameSource::Scene;
+    if (!m_cache.empty() && m_nCacheStamp == m_nStamp && (bStatic || (m_dCacheX == dX && m_dCacheY == dY)))
+        return m_cache;
+
+    QImage canvas(w, h, QImage::Format_RGB32);
+    {
+        QPainter painter(&canvas);
+        switch (m_setup.source) {
+        case FrameSource::Scene: {
+            const double k = m_setup.mmPerPixel;
+            painter.translate(w / 2.0, h / 2.0);
+            painter.scale(1.0 / k, -1.0 / k);
+            painter.translate(-dX, -dY);
+            const QRectF visible(dX - w * k / 2.0, dY - h * k / 2.0, w * k, h * k);
+            m_pWorkpiece->paint(painter, visible);
+            break;
+        }
+        case FrameSource::Picture: {
+            canvas.fill(Qt::black);
+            const QImage scaled = m_picture.scaled(w, h, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+            painter.drawImage((w - scaled.width()) / 2, (h - scaled.height()) / 2, scaled);
+            break;
+        }
+        case FrameSource::Solid:
+            canvas.fill(m_setup.solidColour);
+            break;
+        case FrameSource::TestPattern: {
+            const QColor bars[] = {Qt::white, Qt::yellow, Qt::cyan, Qt::green, Qt::magenta, Qt::red, Qt::blue, Qt::black};
+            for (int i = 0; i < 8; ++i)
+                painter.fillRect(QRect(i * w / 8, 0, (i + 1) * w / 8 - i * w / 8, h), bars[i]);
+            painter.setPen(QPen(Qt::black, 3));
+            painter.drawLine(w / 2, 0, w / 2, h);
+            painter.drawLine(0, h / 2, w, h / 2);
+            break;
+        }
+        }
+    }
+
+    cv::Mat bgra(h, w, CV_8UC4, canvas.bits(), static_cast<size_t>(canvas.bytesPerLine()));
+    cv::Mat frame;
+    if (m_setup.colour)
+        cv::cvtColor(bgra, frame, cv::COLOR_BGRA2RGB);
+    else
+        cv::cvtColor(bgra, frame, cv::COLOR_BGRA2GRAY);
+
+    // Exposure and gain scale the light that reaches the sensor.
+    const double dFactor = (m_nExposureUs / 10000.0) * std::pow(10.0, m_dGainDb / 20.0);
+    if (std::abs(dFactor - 1.0) > 1e-9)
+        frame.convertTo(frame, -1, dFactor, 0.0);
+
+    m_cache = frame;
+    m_dCacheX = dX;
+    m_dCacheY = dY;
+    m_nCacheStamp = m_nStamp;
+    return m_cache;
+}
+
+} // namespace hostsim

@@ -1,0 +1,152 @@
+#pragma once
+
+#include "HostSim.h"
+#include "host/IZKVisionCameraManager.h"
+
+#include <QImage>
+#include <QMutex>
+
+#include <opencv2/core.hpp>
+
+#include <atomic>
+
+namespace hostsim {
+
+class SimMachine;
+class Workpiece;
+
+// Picture buffers of a camera. Pixels are stored as cv::Mat: CV_8UC3 in RGB
+// order for colour, CV_8UC1 for gray; always continuous (rows packed).
+class HXL_HOST_EXPORT SimImageAdapter : public ImageAdapter
+{
+public:
+    SimImageAdapter();
+    ~SimImageAdapter() override;
+
+    int ReadFile(std::string strPath) override;
+    void setSrcData() override;
+    void bufferUseSrc() override;
+    void Release() override;
+    void ReleaseSrc() override;
+    bool IsEmpty() override;
+    unsigned char* GetBuffer() override;
+    int GetWidth() override;
+    int GetHeight() override;
+    int GetChannels() override;
+    IZKDbImage* CreateDbImage() override;
+
+    // Host side (no journal lines).
+    cv::Mat& buffer() { return m_buffer; }
+    cv::Mat& source() { return m_source; }
+    void setBuffer(const cv::Mat& image); // deep copy
+    QImage bufferImage() const;            // copy of the working buffer as a QImage
+
+private:
+    cv::Mat m_buffer;
+    cv::Mat m_source;
+};
+
+// Pixel to machine millimetres for a camera whose optical axis sits on the
+// machine's head: the picture centre is the machine position, x to the right,
+// picture y downward = machine y decreasing.
+class HXL_HOST_EXPORT SimCalibration : public IZKCameraCalibration
+{
+public:
+    explicit SimCalibration(class SimCamera* pCamera) : m_pCamera(pCamera) {}
+    void ImageToMachine(double dPixelX, double dPixelY, double& dMachineX, double& dMachineY) override;
+    void GetMmPerPixel(double& dMmPerPixelX, double& dMmPerPixelY) override;
+    bool IsCalibrated() override;
+
+private:
+    class SimCamera* m_pCamera;
+};
+
+// A simulated camera. Thread-safe: the live-video thread grabs while the GUI
+// thread changes settings.
+class HXL_HOST_EXPORT SimCamera : public IZKVisionCamera
+{
+public:
+    SimCamera(const CameraSetup& setup, SimMachine* pMachine, Workpiece* pWorkpiece);
+    ~SimCamera() override;
+
+    int StartGrab() override;
+    int StopGrab() override;
+    bool IsColorful() override;
+    int GetImageWidth(bool bCurrent) override;
+    int GetImageHeight(bool bCurrent) override;
+    int GrabImage(unsigned char* pBuffer) override;
+    ImageAdapter* GetImageAdapter() override;
+    void CreateParamWidget(QWidget* pContainer) override;
+    IZKCameraCalibration* GetCalibration() override;
+    std::string GetCameraName() override;
+
+    // --- facade --------------------------------------------------------------
+    CameraSetup setup() const;
+    void setSetup(const CameraSetup& setup);
+    void setFrameSize(int nWidth, int nHeight);
+    void setColour(bool bColour);
+    // False (and nothing changes) when a picture file cannot be read.
+    bool setSource(FrameSource source, const QString& strPicturePath = QString());
+    void setCalibrated(bool bCalibrated);
+    double mmPerPixel() const;
+    // Exposure in microseconds (reference 10000) and gain in dB (0..24);
+    // the rendered brightness scales with exposure x 10^(gain/20).
+    void setExposureUs(int nExposureUs);
+    int exposureUs() const;
+    void setGainDb(double dGainDb);
+    double gainDb() const;
+
+    // Failure injection.
+    void setGrabFails(bool bFails);        // GrabImage answers 2 and copies nothing
+    void setZeroSize(bool bZero);          // width and height report 0
+    void setEnded(bool bEnded);            // GrabImage(null) answers 1
+    int grabCount() const { return m_nGrabCount.load(); }
+    // A grab for the host's own use (no journal line): fills frame with a
+    // copy of the newest frame; 0 or the failure answer GrabImage would give.
+    int grabFrame(cv::Mat& frame);
+    SimImageAdapter& adapter() { return m_adapter; }
+    bool isGrabbing() const;
+
+    // Renders the frame the camera sees now (no journal line), in the
+    // camera's format: CV_8UC3 RGB or CV_8UC1.
+    cv::Mat renderFrame();
+    // Renders the frame that the camera would see with its centre at (dX, dY).
+    cv::Mat renderFrameAt(double dX, double dY);
+
+    // Picture-pixel to machine mapping at a given machine position
+    // (continuous pixel coordinates: pixel i covers [i, i+1)).
+    void pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
+                        double& dMachineY) const;
+    void machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
+                        double& dPixelY) const;
+
+private:
+    cv::Mat renderLocked(double dX, double dY);
+    void touchLocked() { ++m_nStamp; }
+    QString tag() const;
+
+    mutable QMutex m_mutex;
+    CameraSetup m_setup;
+    SimMachine* m_pMachine;
+    Workpiece* m_pWorkpiece;
+    SimImageAdapter m_adapter;
+    SimCalibration m_calibration;
+    int m_nExposureUs = 10000;
+    double m_dGainDb = 0.0;
+    bool m_bGrabFails = false;
+    bool m_bZeroSize = false;
+    bool m_bEnded = false;
+    bool m_bGrabbing = false;
+    int m_nLastWidth = 0;
+    int m_nLastHeight = 0;
+    std::atomic<int> m_nGrabCount{0};
+    // Last rendered frame and what it was rendered for: a grab while nothing
+    // changed is one copy.
+    cv::Mat m_cache;
+    double m_dCacheX = 1e300, m_dCacheY = 1e300;
+    quint64 m_nCacheStamp = 0;
+    quint64 m_nStamp = 1;
+    QImage m_picture; // FrameSource::Picture, already scaled
+};
+
+} // namespace hostsim

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "host/IZKVisionCameraManager.h"
+
+#include <QMutex>
+#include <QRectF>
+#include <QString>
+#include <QVector>
+
+#include <memory>
+
+class IZKBound;
+
+namespace hostsim {
+
+class SimCamera;
+class SimBound;
+
+class HXL_HOST_EXPORT SimCameraManager : public IZKVisionCameraManager
+{
+public:
+    SimCameraManager();
+    ~SimCameraManager() override;
+
+    int GetCameraCount() override;
+    int GetCurCameraIndex() override;
+    void SetCurCameraIndex(int nIndex) override;
+    IZKVisionCamera* GetCamera(int nIndex) override;
+    ImageAdapter* GetImageAdapter() override;
+    int SaveImageFile(std::string strPath) override;
+    int CalibrateImages() override;
+    IZKBound* GetCamerasCalImageBound() override;
+    void GetCameraCalImageSize(int& nWidth, int& nHeight) override;
+    void GetImageSize(int nCamera, int& nWidth, int& nHeight) override;
+    int PreprocessImage() override;
+    int WriteSystemCFG() override;
+    void GetSearchRangeByModelName(const std::string& strModelName,
+                                   std::vector<IZKGePolyline*>& vecOutlines) override;
+    void WorldToStandardImage(int nCamera, std::vector<IZKGePolyline*>& vecPolylines) override;
+
+    // --- facade --------------------------------------------------------------
+    // Cameras are owned here and live until the manager is destroyed, so that a
+    // camera pointer a worker thread holds stays valid; removing them only
+    // hides them (count 0).
+    SimCamera* addCamera(std::unique_ptr<SimCamera> pCamera);
+    void removeAllCameras();
+    SimCamera* camera(int nIndex) const;
+    int cameraCount() const;
+
+    // Puts every record field back to the host's defaults.
+    void resetRecord();
+    // The configuration file in the work directory.
+    static QString configFileName();
+    QString configPath() const;
+    // Reads the configuration file into the record. A missing file leaves the
+    // defaults; a corrupt one is reported on stderr, renamed aside (nothing is
+    // deleted) and the defaults stay. Returns true when a file was read.
+    bool readSystemCFG();
+    // Writes the record (atomically: a failed write leaves the old file whole).
+    bool writeSystemCFG();
+
+    void setCalibrationFails(bool bFails); // CalibrateImages answers -1
+    // Locator models: search ranges in millimetres (default model "Main").
+    void setModelSearchRange(const QString& strModel, const QRectF& rectMm);
+
+    // The configuration as JSON text and back (used for the file and tests).
+    QByteArray recordToJson() const;
+    bool recordFromJson(const QByteArray& json, QString* pError);
+
+private:
+    SimCamera* currentCamera() const;
+
+    mutable QMutex m_mutex;
+    std::vector<std::unique_ptr<SimCamera>> m_cameras;
+    std::vector<std::unique_ptr<SimCamera>> m_retired; // removed, kept alive for threads that still hold them
+    int m_nCurrent = 0;
+    bool m_bCalibrationFails = false;
+    int m_nCalWidth = 0;
+    int m_nCalHeight = 0;
+    SimBound* m_pCalBound = nullptr;
+    QVector<QPair<QString, QRectF>> m_models;
+};
+
+} // namespace hostsim

@@ -1,0 +1,420 @@
+// The simulated camera renders the workpiece around the machine position and
+// agrees with the calibration: a feature seen at pixel p lies at the machine
+// position that the calibration gives for p.
+
+#include "HostJournal.h"
+#include "HostSim.h"
+#include "SimCamera.h"
+#include "SimCameraManager.h"
+#include "SimDrawing.h"
+#include "SimMachine.h"
+#include "Workpiece.h"
+
+#include "host/HXL_HostFunctions.h"
+#include "host/IZKDatabase.h"
+#include "host/HXL_ServiceKeys.h"
+#include "host/IServiceManager.h"
+#include "host/IZKRobotService.h"
+
+#include <QElapsedTimer>
+#include <QDoubleSpinBox>
+#include <QImage>
+#include <QSlider>
+#include <QPainter>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <opencv2/imgproc.hpp>
+
+using hostsim::CameraSetup;
+using hostsim::FrameSource;
+using hostsim::HostSim;
+using hostsim::SimCamera;
+
+namespace {
+
+// Centroid (continuous pixel coordinates) of the fiducial cross's red ink
+// inside a window around the expected place.
+QPointF crossCentroid(const cv::Mat& rgb, const QPointF& expected, int nHalfWindow)
+{
+    double sx = 0.0, sy = 0.0, sw = 0.0;
+    const int x0 = std::max(0, int(expected.x()) - nHalfWindow);
+    const int x1 = std::min(rgb.cols - 1, int(expected.x()) + nHalfWindow);
+    const int y0 = std::max(0, int(expected.y()) - nHalfWindow);
+    const int y1 = std::min(rgb.rows - 1, int(expected.y()) + nHalfWindow);
+    for (int y = y0; y <= y1; ++y) {
+        const auto* p = rgb.ptr<cv::Vec3b>(y);
+        for (int x = x0; x <= x1; ++x) {
+            const cv::Vec3b c = p[x];
+            // Redness: how much red stands above green and blue.
+            const double w = std::max(0, int(c[0]) - std::max(int(c[1]), int(c[2])) - 40);
+            sx += w * (x + 0.5);
+            sy += w * (y + 0.5);
+            sw += w;
+        }
+    }
+    return sw > 0 ? QPointF(sx / sw, sy / sw) : QPointF(-1e9, -1e9);
+}
+
+} // namespace
+
+class TestCamera : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        QVERIFY(m_dir.isValid());
+        HostSim::reset(m_dir.path());
+        HostSim::workpiece().clear();
+        HostSim::workpiece().addCross(QPointF(0, 0), 2.0);
+        HostSim::workpiece().addCross(QPointF(10, 5), 2.0);
+    }
+
+    void defaultHostHasOneColourCamera()
+    {
+        HostSim::reset();
+        IZKVisionCameraManager& m = HostSim::cameraManager();
+        QCOMPARE(m.GetCameraCount(), 1);
+        QCOMPARE(m.GetCurCameraIndex(), 0);
+        IZKVisionCamera* pCamera = m.GetCamera(0);
+        QVERIFY(pCamera);
+        QVERIFY(pCamera->IsColorful());
+        QCOMPARE(pCamera->GetImageWidth(true), 1280);
+        QCOMPARE(pCamera->GetImageHeight(true), 1024);
+        QCOMPARE(m.GetCamera(1), static_cast<IZKVisionCamera*>(nullptr));
+        QCOMPARE(m.GetCamera(-1), static_cast<IZKVisionCamera*>(nullptr));
+    }
+
+    void grabCopiesPackedRgbRows()
+    {
+        SimCamera* pCamera = HostSim::camera(0);
+        pCamera->setFrameSize(322, 241); // odd sizes: rows are packed, 966 bytes each
+        std::vector<unsigned char> buffer(3 * 322 * 241 + 16, 0xAB);
+        QCOMPARE(pCamera->GrabImage(buffer.data()), 0);
+        QCOMPARE(buffer[3 * 322 * 241], static_cast<unsigned char>(0xAB)); // nothing written past the frame
+        const cv::Mat expected = pCamera->renderFrame();
+        QCOMPARE(std::memcmp(buffer.data(), expected.data, 3 * 322 * 241), 0);
+        QCOMPARE(pCamera->GetImageWidth(false), 322);
+        QCOMPARE(pCamera->GetImageHeight(false), 241);
+    }
+
+    void centreFeatureSitsOnTheCentrePixel()
+    {
+        SimCamera* pCamera = HostSim::camera(0);
+        HostSim::machine().setPosition(0.0, 0.0);
+        const cv::Mat frame = pCamera->renderFrame();
+        const QPointF c = crossCentroid(frame, QPointF(640, 512), 120);
+        QVERIFY2(std::abs(c.x() - 640.0) < 0.5 && std::abs(c.y() - 512.0) < 0.5,
+                 qPrintable(QStringLiteral("cross at %1, %2").arg(c.x()).arg(c.y())));
+    }
+
+    void movingOneMillimetreMovesTheFeatureByOneOverPixelSize_data()
+    {
+        QTest::addColumn<double>("dx");
+        QTest::addColumn<double>("dy");
+        QTest::addColumn<double>("mmPerPixel");
+        QTest::newRow("+x 1 mm") << 1.0 << 0.0 << 0.02;
+        QTest::newRow("-x 1 mm") << -1.0 << 0.0 << 0.02;
+        QTest::newRow("+y 1 mm") << 0.0 << 1.0 << 0.02;
+        QTest::newRow("diagonal, 0.05 mm pixels") << 1.0 << -1.0 << 0.05;
+    }
+    void movingOneMillimetreMovesTheFeatureByOneOverPixelSize()
+    {
+        QFETCH(double, dx);
+        QFETCH(double, dy);
+        QFETCH(double, mmPerPixel);
+        SimCamera* pCamera = HostSim::camera(0);
+        CameraSetup setup = pCamera->setup();
+        setup.mmPerPixel = mmPerPixel;
+        pCamera->setSetup(setup);
+        HostSim::machine().setPosition(0.0, 0.0);
+        const QPointF before = crossCentroid(pCamera->renderFrame(), QPointF(640, 512), 100);
+        HostSim::machine().setPosition(dx, dy);
+        // The camera moved: the feature moves the opposite way in x, and with
+        // the picture's y pointing down, the same way in y.
+        const QPointF expected(640 - dx / mmPerPixel, 512 + dy / mmPerPixel);
+        const QPointF after = crossCentroid(pCamera->renderFrame(), expected, 100);
+        QVERIFY2(std::abs((after.x() - before.x()) - (-dx / mmPerPixel)) < 0.5,
+                 qPrintable(QString::number(after.x() - before.x())));
+        QVERIFY2(std::abs((after.y() - before.y()) - (dy / mmPerPixel)) < 0.5,
+                 qPrintable(QString::number(after.y() - before.y())));
+    }
+
+    void calibrationMapsAFeaturesPixelToItsMachinePosition()
+    {
+        SimCamera* pCamera = HostSim::camera(0);
+        HostSim::machine().setPosition(9.3, 4.1);
+        double x = 0.0, y = 0.0;
+        HXL_GetCurPos(x, y);
+        MovableCam_SetCurMachineMmPos(x, y);
+        const cv::Mat frame = pCamera->renderFrame();
+        // The cross at (10, 5) mm is expected at ((10 - 9.3) / 0.02, -(5 - 4.1) / 0.02) from the centre.
+        const QPointF seen = crossCentroid(frame, QPointF(640 + 35, 512 - 45), 100);
+        double mx = 0.0, my = 0.0;
+        pCamera->GetCalibration()->ImageToMachine(seen.x(), seen.y(), mx, my);
+        const double halfPixel = 0.5 * pCamera->mmPerPixel();
+        QVERIFY2(std::abs(mx - 10.0) < halfPixel && std::abs(my - 5.0) < halfPixel,
+                 qPrintable(QStringLiteral("%1, %2").arg(mx).arg(my)));
+        // And back.
+        double u = 0.0, v = 0.0;
+        pCamera->machineToPixel(mx, my, x, y, u, v);
+        QVERIFY(std::abs(u - seen.x()) < 1e-9 && std::abs(v - seen.y()) < 1e-9);
+    }
+
+    void calibrationBoundIsTheFieldAtTheGivenPosition()
+    {
+        IZKVisionCameraManager& m = HostSim::cameraManager();
+        MovableCam_SetCurMachineMmPos(12.0, -3.0);
+        IZKBound* pBound = m.GetCamerasCalImageBound();
+        QVERIFY(pBound);
+        QCOMPARE(pBound->GetWidth(), 1280 * 0.02);
+        QCOMPARE(pBound->GetHeight(), 1024 * 0.02);
+        QCOMPARE(pBound->GetCenter().x, 12.0);
+        QCOMPARE(pBound->GetCenter().y, -3.0);
+        QCOMPARE(pBound->GetMinX(), 12.0 - 12.8);
+        QCOMPARE(pBound->GetMaxY(), -3.0 + 10.24);
+        HostSim::camera(0)->setCalibrated(false);
+        QCOMPARE(m.GetCamerasCalImageBound(), static_cast<IZKBound*>(nullptr));
+    }
+
+    void saveCalibrateAndPlaceAgree()
+    {
+        IZKVisionCameraManager& m = HostSim::cameraManager();
+        HostSim::machine().setPosition(10.0, 5.0);
+        MovableCam_SetCurMachineMmPos(10.0, 5.0);
+        const std::string path = (HostSim::workPath() + QStringLiteral("VisSourcePic.jpg")).toLocal8Bit().toStdString();
+        QCOMPARE(m.SaveImageFile(path), 0);
+        QVERIFY(QImage(QString::fromLocal8Bit(path.c_str())).size() == QSize(1280, 1024));
+        QCOMPARE(m.CalibrateImages(), 0);
+        int w = 0, h = 0;
+        m.GetCameraCalImageSize(w, h);
+        QCOMPARE(w, 1280);
+        QCOMPARE(h, 1024);
+        ImageAdapter* pAdapter = m.GetImageAdapter();
+        QVERIFY(!pAdapter->IsEmpty());
+        QVERIFY(pAdapter->GetBuffer());
+        IZKDbImage* pImage = pAdapter->CreateDbImage();
+        QVERIFY(pImage);
+        int a = 0, b = 0;
+        pImage->GetImageSize(a, b);
+        QCOMPARE(a, 1280);
+        QCOMPARE(b, 1024);
+        pImage->Release();
+    }
+
+    void calibrationFailsWithoutPicture()
+    {
+        IZKVisionCameraManager& m = HostSim::cameraManager();
+        QVERIFY(m.CalibrateImages() < 0);
+        HostSim::cameraManager().setCalibrationFails(true);
+        QVERIFY(m.SaveImageFile((HostSim::workPath() + "a.jpg").toStdString()) == 0);
+        QVERIFY(m.CalibrateImages() < 0);
+    }
+
+    void grayCameraDeliversOneBytePerPixel()
+    {
+        HostSim::removeAllCameras();
+        CameraSetup setup;
+        setup.colour = false;
+        setup.width = 640;
+        setup.height = 480;
+        SimCamera* pGray = HostSim::addCamera(setup);
+        IZKVisionCamera* pCamera = HostSim::cameraManager().GetCamera(0);
+        QCOMPARE(static_cast<SimCamera*>(pCamera), pGray);
+        QVERIFY(!pCamera->IsColorful());
+        std::vector<unsigned char> buffer(640 * 480 + 1, 7);
+        QCOMPARE(pCamera->GrabImage(buffer.data()), 0);
+        QCOMPARE(buffer[640 * 480], static_cast<unsigned char>(7));
+        // The centre shows the fiducial's dark ink, the corners the light background.
+        QVERIFY(buffer[240 * 640 + 320] < buffer[10 * 640 + 10]);
+    }
+
+    void otherSources_data()
+    {
+        QTest::addColumn<int>("source");
+        QTest::newRow("solid") << int(FrameSource::Solid);
+        QTest::newRow("pattern") << int(FrameSource::TestPattern);
+        QTest::newRow("picture") << int(FrameSource::Picture);
+    }
+    void otherSources()
+    {
+        QFETCH(int, source);
+        SimCamera* pCamera = HostSim::camera(0);
+        pCamera->setFrameSize(200, 100);
+        QString picture;
+        if (FrameSource(source) == FrameSource::Picture) {
+            QImage image(100, 50, QImage::Format_RGB888);
+            image.fill(QColor(10, 200, 30));
+            picture = m_dir.filePath(QStringLiteral("green.png"));
+            QVERIFY(image.save(picture));
+        }
+        CameraSetup setup = pCamera->setup();
+        setup.solidColour = QColor(200, 100, 50);
+        pCamera->setSetup(setup);
+        QVERIFY(pCamera->setSource(FrameSource(source), picture));
+        const cv::Mat frame = pCamera->renderFrame();
+        const cv::Vec3b centre = frame.at<cv::Vec3b>(10, 20);
+        switch (FrameSource(source)) {
+        case FrameSource::Solid: QCOMPARE(centre, cv::Vec3b(200, 100, 50)); break;
+        case FrameSource::TestPattern: QCOMPARE(centre, cv::Vec3b(255, 255, 255)); break;
+        case FrameSource::Picture: QCOMPARE(centre, cv::Vec3b(10, 200, 30)); break;
+        default: break;
+        }
+        // Sources other than the scene do not pan with the machine.
+        HostSim::machine().setPosition(3.0, 3.0);
+        QCOMPARE(cv::norm(frame, pCamera->renderFrame(), cv::NORM_INF), 0.0);
+    }
+
+    void unreadablePictureIsRefused()
+    {
+        SimCamera* pCamera = HostSim::camera(0);
+        QVERIFY(!pCamera->setSource(FrameSource::Picture, m_dir.filePath(QStringLiteral("missing.png"))));
+        QCOMPARE(pCamera->setup().source, FrameSource::Scene);
+    }
+
+    void exposureAndGainChangeBrightness()
+    {
+        HostSim::removeAllCameras();
+        CameraSetup setup;
+        setup.source = FrameSource::Solid;
+        setup.solidColour = QColor(100, 100, 100);
+        setup.width = 64;
+        setup.height = 48;
+        SimCamera* pCamera = HostSim::addCamera(setup);
+        QCOMPARE(int(pCamera->renderFrame().at<cv::Vec3b>(0, 0)[0]), 100);
+        pCamera->setExposureUs(20000);
+        QCOMPARE(int(pCamera->renderFrame().at<cv::Vec3b>(0, 0)[0]), 200);
+        pCamera->setExposureUs(10000);
+        pCamera->setGainDb(6.0);
+        QCOMPARE(int(pCamera->renderFrame().at<cv::Vec3b>(0, 0)[0]), 200); // 6 dB = x1.995
+        pCamera->setExposureUs(2500);
+        QCOMPARE(int(pCamera->renderFrame().at<cv::Vec3b>(0, 0)[0]), 50);
+    }
+
+    void paramWidgetControlsExposureAndGain()
+    {
+        QWidget container;
+        SimCamera* pCamera = HostSim::camera(0);
+        pCamera->CreateParamWidget(&container);
+        auto* pExposure = container.findChild<QSlider*>(QStringLiteral("SimCameraExposure"));
+        auto* pGain = container.findChild<QDoubleSpinBox*>(QStringLiteral("SimCameraGain"));
+        QVERIFY(pExposure && pGain);
+        pExposure->setValue(30000);
+        QCOMPARE(pCamera->exposureUs(), 30000);
+        pGain->setValue(12.0);
+        QCOMPARE(pCamera->gainDb(), 12.0);
+    }
+
+    void failureInjection()
+    {
+        SimCamera* pCamera = HostSim::camera(0);
+        std::vector<unsigned char> buffer(3 * 1280 * 1024);
+        // A null buffer never gets a frame; only an ended camera answers 1.
+        int nNull = pCamera->GrabImage(nullptr);
+        QVERIFY(nNull != 0 && nNull != 1);
+        pCamera->setGrabFails(true);
+        QVERIFY(pCamera->GrabImage(buffer.data()) != 0);
+        pCamera->setGrabFails(false);
+        QCOMPARE(pCamera->GrabImage(buffer.data()), 0);
+        pCamera->setZeroSize(true);
+        QCOMPARE(pCamera->GetImageWidth(true), 0);
+        QCOMPARE(pCamera->GetImageHeight(true), 0);
+        nNull = pCamera->GrabImage(nullptr);
+        QVERIFY(nNull != 1);
+        pCamera->setEnded(true);
+        QCOMPARE(pCamera->GrabImage(nullptr), 1);
+        pCamera->setZeroSize(false);
+        pCamera->setEnded(false);
+        HostSim::removeAllCameras();
+        QCOMPARE(HostSim::cameraManager().GetCameraCount(), 0);
+        QCOMPARE(HostSim::cameraManager().GetImageAdapter(), static_cast<ImageAdapter*>(nullptr));
+        // A camera still held by a thread stays a valid object and answers "ended".
+        QCOMPARE(pCamera->GrabImage(nullptr), 1);
+    }
+
+    void severalCamerasAndCurrentIndex()
+    {
+        CameraSetup second;
+        second.name = QStringLiteral("Second");
+        second.width = 800;
+        second.height = 600;
+        HostSim::addCamera(second);
+        IZKVisionCameraManager& m = HostSim::cameraManager();
+        QCOMPARE(m.GetCameraCount(), 2);
+        m.SetCurCameraIndex(1);
+        QCOMPARE(m.GetCurCameraIndex(), 1);
+        int w = 0, h = 0;
+        m.GetImageSize(1, w, h);
+        QCOMPARE(w, 800);
+        QCOMPARE(h, 600);
+        m.SetCurCameraIndex(5); // no such camera: unchanged
+        QCOMPARE(m.GetCurCameraIndex(), 1);
+        QCOMPARE(m.GetCamera(1)->GetCameraName(), std::string("Second"));
+    }
+
+    void grabIsJournaledWithItsCamera()
+    {
+        HostSim::journal().clear();
+        std::vector<unsigned char> buffer(3 * 1280 * 1024);
+        HostSim::cameraManager().GetCamera(0)->GrabImage(buffer.data());
+        HostSim::cameraManager().GetCamera(0)->GrabImage(nullptr);
+        const QStringList lines = HostSim::journal().lines();
+        QCOMPARE(lines, QStringList({QStringLiteral("IZKVisionCameraManager::GetCamera(0)"),
+                                     QStringLiteral("IZKVisionCamera::GrabImage(buffer) [SimCam]"),
+                                     QStringLiteral("IZKVisionCameraManager::GetCamera(0)"),
+                                     QStringLiteral("IZKVisionCamera::GrabImage(null) [SimCam]")}));
+    }
+
+    void machineMovesTakeTimeAtItsSpeed()
+    {
+        hostsim::SimMachine& machine = HostSim::machine();
+        auto* pRobot = dynamic_cast<IZKRobotService*>(
+            IServiceManager::singleton()->m_mapService.at(HXLServiceKey::RobotService));
+        QVERIFY(pRobot);
+        IZKMachine* pMachine = pRobot->GetCurMachine();
+        QCOMPARE(pMachine, static_cast<IZKMachine*>(&machine));
+        machine.setSpeed(0.0);
+        QCOMPARE(HXL_MachineMoveTo(3.0, 4.0), 0);
+        QCOMPARE(pMachine->GetRunState(), 0);
+        QCOMPARE(pMachine->GetAxisPos(0), 3.0);
+        QCOMPARE(pMachine->GetAxisPos(1), 4.0);
+        machine.setSpeed(50.0); // 5 mm take 100 ms
+        QElapsedTimer clock;
+        clock.start();
+        HXL_MachineMoveTo(3.0, 9.0);
+        QVERIFY(pMachine->GetRunState() != 0);
+        QVERIFY(machine.waitIdle(5000));
+        QVERIFY(clock.elapsed() >= 90);
+        QCOMPARE(pMachine->GetRunState(), 0);
+        double x = 0, y = 0;
+        HXL_GetCurPos(x, y);
+        QCOMPARE(x, 3.0);
+        QCOMPARE(y, 9.0);
+    }
+
+    void pictureFollowsTheMachineDuringAMove()
+    {
+        hostsim::SimMachine& machine = HostSim::machine();
+        machine.setSpeed(20.0);
+        HXL_MachineMoveTo(2.0, 0.0); // 100 ms
+        QTest::qWait(40);
+        double x0 = 0, x1 = 0, y = 0;
+        machine.position(x0, y);
+        const cv::Mat frame = HostSim::camera(0)->renderFrame();
+        machine.position(x1, y);
+        QVERIFY(x0 > 0.0 && x1 < 2.0);
+        // The cross at the origin is seen where the position at the grab puts it.
+        const QPointF c = crossCentroid(frame, QPointF(640 - x0 / 0.02, 512), 200);
+        QVERIFY2(c.x() <= 640 - x0 / 0.02 + 0.5 && c.x() >= 640 - x1 / 0.02 - 0.5,
+                 qPrintable(QStringLiteral("%1 not in [%2, %3]").arg(c.x()).arg(640 - x1 / 0.02).arg(640 - x0 / 0.02)));
+        machine.waitIdle();
+    }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+QTEST_MAIN(TestCamera)
+#include "tst_hostsim_camera.moc"
