@@ -4,8 +4,29 @@
 
 namespace hostsim {
 
+namespace {
+thread_local int t_nHostScopes = 0;
+} // namespace
+
+HostCallScope::HostCallScope()
+{
+    ++t_nHostScopes;
+}
+
+HostCallScope::~HostCallScope()
+{
+    --t_nHostScopes;
+}
+
+bool HostCallScope::active()
+{
+    return t_nHostScopes > 0;
+}
+
 void Journal::append(const QString& strLine)
 {
+    if (t_nHostScopes > 0)
+        return;
     QMutexLocker lock(&m_mutex);
     if (!m_bEnabled)
         return;

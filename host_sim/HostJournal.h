@@ -33,6 +33,19 @@ private:
     int m_nCapacity = 200000;
 };
 
+// While an instance lives, the host calls made on its thread are the host's
+// own (e.g. the demo window's live view) and are not journaled, so that the
+// journal shows only what the panel asked of the host.
+class HXL_HOST_EXPORT HostCallScope
+{
+public:
+    HostCallScope();
+    ~HostCallScope();
+    HostCallScope(const HostCallScope&) = delete;
+    HostCallScope& operator=(const HostCallScope&) = delete;
+    static bool active();
+};
+
 // Formats a number for a journal line: shortest form, up to 10 significant digits.
 HXL_HOST_EXPORT QString jnum(double dValue);
 

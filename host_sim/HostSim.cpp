@@ -96,6 +96,7 @@ Journal& HostSim::journal()
 void HostSim::setWorkPath(const QString& strDir)
 {
     QString path = QDir(strDir).absolutePath();
+    QDir().mkpath(path); // a host's work directory exists once it is chosen
     if (!path.endsWith(QLatin1Char('/')))
         path += QLatin1Char('/');
     process().workPath = path;

@@ -58,7 +58,7 @@ public:
 
     static Journal& journal();
 
-    // Work directory; stored with a trailing separator.
+    // Work directory (made when missing); stored with a trailing separator.
     static void setWorkPath(const QString& strDir);
     static QString workPath();
 

@@ -147,6 +147,15 @@ void SimMachine::setLimits(double dMinX, double dMinY, double dMaxX, double dMax
     m_dMaxY = dMaxY;
 }
 
+void SimMachine::limits(double& dMinX, double& dMinY, double& dMaxX, double& dMaxY) const
+{
+    QMutexLocker lock(&m_mutex);
+    dMinX = m_dMinX;
+    dMinY = m_dMinY;
+    dMaxX = m_dMaxX;
+    dMaxY = m_dMaxY;
+}
+
 IZKMachine* SimRobotService::GetCurMachine()
 {
     HostSim::journal().append(QStringLiteral("IZKRobotService::GetCurMachine()"));

@@ -35,6 +35,7 @@ public:
     bool waitIdle(int nTimeoutMs = 30000) const;
     // Travel limits in millimetres; moves are clamped into them.
     void setLimits(double dMinX, double dMinY, double dMaxX, double dMaxY);
+    void limits(double& dMinX, double& dMinY, double& dMaxX, double& dMaxY) const;
 
 private:
     void positionLocked(double& dX, double& dY) const;

@@ -89,6 +89,13 @@ private slots:
             QCOMPARE(mine.size(), 2000);
             QCOMPARE(mine.last(), QStringLiteral("t%1 1999").arg(t)); // each thread's lines stay in order
         }
+        {
+            const hostsim::HostCallScope hostOwnCalls;
+            journal.append(QStringLiteral("host's own"));
+            double x, y;
+            HXL_GetCurPos(x, y);
+        }
+        QCOMPARE(journal.lines().size(), 8000);
         journal.setCapacity(100);
         journal.append(QStringLiteral("last"));
         QCOMPARE(journal.lines().size(), 100);

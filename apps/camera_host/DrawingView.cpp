@@ -244,9 +244,15 @@ void DrawingView::setMachinePosition(double dX, double dY)
 {
     if (dX == m_dMachineX && dY == m_dMachineY)
         return;
+    // Follow the machine when it leaves the view, unless the operator had
+    // already panned it out of sight.
+    const QRectF rectView = mapToScene(viewport()->rect()).boundingRect();
+    const bool bWasVisible = rectView.contains(toScene(m_dMachineX, m_dMachineY));
     m_dMachineX = dX;
     m_dMachineY = dY;
     updateOverlay();
+    if (isVisible() && !m_bFitPending && bWasVisible && !rectView.contains(toScene(dX, dY)))
+        centerOn(toScene(dX, dY));
 }
 
 void DrawingView::setCameraField(double dWidthMm, double dHeightMm)

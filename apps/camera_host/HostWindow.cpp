@@ -1,5 +1,7 @@
 #include "HostWindow.h"
 
+#include "HostJournal.h"
+
 #include "DrawingView.h"
 #include "HostSim.h"
 #include "SimCamera.h"
@@ -97,12 +99,15 @@ HostWindow::HostWindow(const DemoOptions& options, QWidget* pParent)
     m_pPositionStatus = new QLabel(this);
     m_pStateStatus = new QLabel(this);
     m_pCameraStatus = new QLabel(this);
-    m_pPositionStatus->setMinimumWidth(230);
-    m_pStateStatus->setMinimumWidth(60);
+    for (QLabel* pLabel : {m_pPositionStatus, m_pStateStatus, m_pCameraStatus})
+        pLabel->setContentsMargins(8, 0, 8, 0);
+    m_pPositionStatus->setMinimumWidth(240);
+    m_pStateStatus->setMinimumWidth(70);
     statusBar()->addPermanentWidget(m_pPositionStatus);
     statusBar()->addPermanentWidget(m_pStateStatus);
     statusBar()->addPermanentWidget(m_pCameraStatus);
 
+    readCameraState();
     buildMenus();
 
     // The host view redraws through this window's drawing view.
@@ -152,6 +157,13 @@ IZKMachine* HostWindow::machine()
             return pMachine;
     }
     return &hostsim::HostSim::machine();
+}
+
+void HostWindow::readCameraState()
+{
+    IZKVisionCameraManager* pManager = cameraManager();
+    m_nCameraCount = pManager ? pManager->GetCameraCount() : 0;
+    m_nCurrentCamera = pManager && m_nCameraCount > 0 ? pManager->GetCurCameraIndex() : -1;
 }
 
 void HostWindow::setFrameTarget(int nFrames)
@@ -237,7 +249,7 @@ void HostWindow::rebuildCameraActions()
     m_cameraActions.clear();
 
     IZKVisionCameraManager* pManager = cameraManager();
-    const int nCount = pManager ? pManager->GetCameraCount() : 0;
+    const int nCount = pManager ? m_nCameraCount : 0;
     for (int i = 0; i < nCount; ++i) {
         IZKVisionCamera* pCamera = pManager->GetCamera(i);
         const QString strName = pCamera ? QString::fromStdString(pCamera->GetCameraName()) : QString();
@@ -257,8 +269,7 @@ void HostWindow::rebuildCameraActions()
 
 void HostWindow::syncCameraActions()
 {
-    IZKVisionCameraManager* pManager = cameraManager();
-    const int nCurrent = pManager ? pManager->GetCurCameraIndex() : -1;
+    const int nCurrent = m_nCurrentCamera;
     for (int i = 0; i < m_cameraActions.size(); ++i) {
         if (m_cameraActions[i]->isChecked() != (i == nCurrent))
             m_cameraActions[i]->setChecked(i == nCurrent);
@@ -328,6 +339,7 @@ void HostWindow::selectCamera(int nIndex)
     if (!pManager || nIndex < 0 || nIndex >= pManager->GetCameraCount())
         return;
     pManager->SetCurCameraIndex(nIndex);
+    readCameraState();
     syncCameraActions();
     updateStatus();
 }
@@ -387,8 +399,8 @@ void HostWindow::clearSnapshots()
 
 void HostWindow::tick()
 {
-    IZKVisionCameraManager* pManager = cameraManager();
-    if (pManager && pManager->GetCameraCount() != m_cameraActions.size())
+    readCameraState();
+    if (m_nCameraCount != m_cameraActions.size())
         rebuildCameraActions();
     else
         syncCameraActions();
@@ -404,10 +416,18 @@ void HostWindow::tick()
 
 void HostWindow::grabFrame()
 {
+    const hostsim::HostCallScope hostOwnCalls; // the demo's live view is not the panel's business
     IZKVisionCameraManager* pManager = cameraManager();
-    IZKVisionCamera* pCamera = pManager ? pManager->GetCamera(pManager->GetCurCameraIndex()) : nullptr;
-    if (!pCamera)
+    IZKVisionCamera* pCamera =
+        pManager && m_nCurrentCamera >= 0 ? pManager->GetCamera(m_nCurrentCamera) : nullptr;
+    if (!pCamera) {
+        m_pStreamingCamera = nullptr;
+        if (!m_lastFrame.isNull()) {
+            m_lastFrame = QImage();
+            renderLabel();
+        }
         return;
+    }
     if (pCamera != m_pStreamingCamera) {
         pCamera->StartGrab();
         m_pStreamingCamera = pCamera;
@@ -475,9 +495,8 @@ void HostWindow::updateStatus()
     m_pStateStatus->setText(simMachine.isMoving() ? tr("moving") : tr("idle"));
     m_pDrawing->setMachinePosition(dX, dY);
 
-    IZKVisionCameraManager* pManager = cameraManager();
-    const int nCount = pManager ? pManager->GetCameraCount() : 0;
-    const int nCurrent = pManager ? pManager->GetCurCameraIndex() : -1;
+    const int nCount = m_nCameraCount;
+    const int nCurrent = m_nCurrentCamera;
     if (nCount <= 0 || nCurrent < 0 || nCurrent >= nCount) {
         m_pCameraStatus->setText(tr("no camera"));
         m_pDrawing->setCameraField(0.0, 0.0);

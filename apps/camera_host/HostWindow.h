@@ -69,6 +69,8 @@ protected:
     bool eventFilter(QObject* pWatched, QEvent* pEvent) override;
 
 private:
+    // Reads the camera count and the current index through the manager (once per tick).
+    void readCameraState();
     void buildMenus();
     void rebuildCameraActions();
     void grabFrame();
@@ -97,6 +99,8 @@ private:
     int m_nFrames = 0;
     int m_nFrameTarget = 0;
     bool m_bTargetReached = false;
+    int m_nCameraCount = 0;
+    int m_nCurrentCamera = -1;
     IZKVisionCamera* m_pStreamingCamera = nullptr;
     QVector<IZKVisionCamera*> m_startedCameras;
 };
