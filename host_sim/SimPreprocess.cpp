@@ -270,12 +270,10 @@ void paintMask(cv::Mat& img, Scratch& s, bool bWhite)
         cv::cvtColor(s.mask, s.a, cv::COLOR_GRAY2RGB);
         pMask = &s.a;
     }
-    if (bWhite) {
-        cv::bitwise_or(img, *pMask, img);
-    } else {
-        cv::bitwise_not(*pMask, s.b);
-        cv::bitwise_and(img, s.b, img);
-    }
+    if (bWhite)
+        cv::bitwise_or(img, *pMask, img); // v | 255 = 255, v | 0 = v
+    else
+        cv::subtract(img, *pMask, img);   // saturated: v - 255 = 0, v - 0 = v
 }
 
 // 9. Range filter: gray levels in [min, max] become black (1) or white (2).

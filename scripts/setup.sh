@@ -5,7 +5,7 @@
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
-packages=(build-essential cmake pkg-config qtbase5-dev qtbase5-dev-tools
+packages=(build-essential cmake pkg-config qtbase5-dev qtbase5-dev-tools qtbase5-private-dev
           libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
           xvfb xauth fonts-dejavu-core)
 

@@ -3,6 +3,9 @@
 #include "HostJournal.h"
 
 #include "DrawingView.h"
+#include "HXL_CameraUI.h"
+#include "HXL_ModuleGlobals.h"
+#include "HXL_RefreshCameraThread.h"
 #include "HostSim.h"
 #include "SimCamera.h"
 #include "SimCameraManager.h"
@@ -125,6 +128,35 @@ HostWindow::HostWindow(const DemoOptions& options, QWidget* pParent)
     m_timer.start();
     updateStatus();
     renderLabel();
+    startLiveVideo();
+}
+
+// The live picture comes from the module's refresh thread, as in the camera
+// panel: the thread grabs the current camera and hands composed frames over.
+void HostWindow::startLiveVideo()
+{
+    IZKVisionCameraManager* pManager = cameraManager();
+    if (!pManager || pManager->GetCameraCount() == 0)
+        return;
+    m_pRefreshThread = new HXL_RefreshCameraThread();
+    m_pRefreshThread->SetShowLabel(m_pFrameLabel);
+    int nW = m_pFrameLabel->width();
+    int nH = m_pFrameLabel->height();
+    m_pRefreshThread->SetShowLabelWH(&nW, &nH);
+    m_pRefreshThread->SetMode(0);
+    connect(m_pRefreshThread, &HXL_RefreshCameraThread::updatePixmap, this, &HostWindow::showLiveFrame);
+    m_pRefreshThread->start(QThread::InheritPriority);
+    if (isOpenVideo)
+        m_pRefreshThread->Resume();
+    else
+        m_pRefreshThread->Pause();
+}
+
+void HostWindow::showLiveFrame(const QPixmap& pixmap)
+{
+    m_pFrameLabel->setPixmap(pixmap);
+    m_lastFrame = pixmap.toImage();
+    ++m_nFrames;
 }
 
 HostWindow::~HostWindow()
@@ -133,13 +165,14 @@ HostWindow::~HostWindow()
     hostsim::SimView& view = hostsim::HostSim::view();
     view.setRedraw(nullptr);
     view.setZoomToData(nullptr);
-    // Stop the streams this window started, on cameras that are still there.
-    if (IZKVisionCameraManager* pManager = cameraManager()) {
-        for (int i = 0; i < pManager->GetCameraCount(); ++i) {
-            IZKVisionCamera* pCamera = pManager->GetCamera(i);
-            if (pCamera && m_startedCameras.contains(pCamera))
-                pCamera->StopGrab();
-        }
+    if (m_pRefreshThread) {
+        m_pRefreshThread->SetShowLabel(nullptr);
+        disconnect(m_pRefreshThread, nullptr, this, nullptr);
+        m_pRefreshThread->RequestStop();
+        m_pRefreshThread->wait(3000);
+        m_pRefreshThread->ReleaseBuffer();
+        if (m_pRefreshThread->isFinished())
+            delete m_pRefreshThread;
     }
 }
 
@@ -405,7 +438,6 @@ void HostWindow::tick()
     else
         syncCameraActions();
 
-    grabFrame();
     updateStatus();
 
     if (m_nFrameTarget > 0 && !m_bTargetReached && m_nFrames >= m_nFrameTarget) {
@@ -414,66 +446,18 @@ void HostWindow::tick()
     }
 }
 
-void HostWindow::grabFrame()
-{
-    const hostsim::HostCallScope hostOwnCalls; // the demo's live view is not the panel's business
-    IZKVisionCameraManager* pManager = cameraManager();
-    IZKVisionCamera* pCamera =
-        pManager && m_nCurrentCamera >= 0 ? pManager->GetCamera(m_nCurrentCamera) : nullptr;
-    if (!pCamera) {
-        m_pStreamingCamera = nullptr;
-        if (!m_lastFrame.isNull()) {
-            m_lastFrame = QImage();
-            renderLabel();
-        }
-        return;
-    }
-    if (pCamera != m_pStreamingCamera) {
-        pCamera->StartGrab();
-        m_pStreamingCamera = pCamera;
-        if (!m_startedCameras.contains(pCamera))
-            m_startedCameras.append(pCamera);
-    }
-
-    const bool bColour = pCamera->IsColorful();
-    const int nWidth = pCamera->GetImageWidth(true);
-    const int nHeight = pCamera->GetImageHeight(true);
-    if (nWidth <= 0 || nHeight <= 0)
-        return;
-    if (nWidth != m_nBufferWidth || nHeight != m_nBufferHeight || bColour != m_bBufferColour || m_buffer.empty()) {
-        m_lastFrame = QImage(); // it points into the old buffer
-        m_buffer.assign(size_t(nWidth) * size_t(nHeight) * (bColour ? 3u : 1u), 0);
-        m_nBufferWidth = nWidth;
-        m_nBufferHeight = nHeight;
-        m_bBufferColour = bColour;
-    }
-    if (pCamera->GrabImage(m_buffer.data()) != 0)
-        return;
-
-    // The label is drawn straight from the grab buffer, rows packed.
-    m_lastFrame = QImage(m_buffer.data(), nWidth, nHeight, bColour ? nWidth * 3 : nWidth,
-                         bColour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
-    ++m_nFrames;
-    renderLabel();
-}
-
 void HostWindow::renderLabel()
 {
     const QSize size = m_pFrameLabel->size();
     if (size.width() < 2 || size.height() < 2)
         return;
+    if (m_pRefreshThread)
+        return; // the refresh thread paints the label
     QPixmap pixmap(size);
     pixmap.fill(QColor(30, 30, 30));
     QPainter painter(&pixmap);
-    if (!m_lastFrame.isNull()) {
-        const QSize scaled = m_lastFrame.size().scaled(size, Qt::KeepAspectRatio);
-        const QRect target(QPoint((size.width() - scaled.width()) / 2, (size.height() - scaled.height()) / 2), scaled);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
-        painter.drawImage(target, m_lastFrame);
-    } else {
-        painter.setPen(QColor(200, 200, 200));
-        painter.drawText(pixmap.rect(), Qt::AlignCenter, tr("No picture"));
-    }
+    painter.setPen(QColor(200, 200, 200));
+    painter.drawText(pixmap.rect(), Qt::AlignCenter, tr("No picture"));
     // One-pixel red crosshair over the whole label, through its centre.
     painter.setRenderHint(QPainter::Antialiasing, false);
     painter.setPen(QPen(QColor(255, 0, 0), 0));
@@ -502,11 +486,14 @@ void HostWindow::updateStatus()
         m_pDrawing->setCameraField(0.0, 0.0);
         return;
     }
+    // Frame size of the current camera, from the facade (no journal lines).
+    hostsim::SimCamera* pSimCamera = hostsim::HostSim::camera(nCurrent);
+    m_nBufferWidth = pSimCamera ? pSimCamera->setup().width : 0;
+    m_nBufferHeight = pSimCamera ? pSimCamera->setup().height : 0;
     const QString strSize = m_nBufferWidth > 0 ? QStringLiteral("%1 x %2").arg(m_nBufferWidth).arg(m_nBufferHeight)
                                                : tr("no frame yet");
     m_pCameraStatus->setText(tr("Camera %1/%2  %3").arg(nCurrent + 1).arg(nCount).arg(strSize));
-    // Field of view of the current camera, from the facade (no journal lines).
-    hostsim::SimCamera* pSimCamera = hostsim::HostSim::camera(nCurrent);
+    // Field of view of the current camera.
     if (pSimCamera && m_nBufferWidth > 0 && m_nBufferHeight > 0) {
         const double dMmPerPixel = pSimCamera->mmPerPixel();
         m_pDrawing->setCameraField(m_nBufferWidth * dMmPerPixel, m_nBufferHeight * dMmPerPixel);

@@ -22,6 +22,8 @@ class QDockWidget;
 class QLabel;
 class QMenu;
 
+class HXL_RefreshCameraThread;
+
 class HostWindow : public hostsim::SimMainWindow
 {
     Q_OBJECT
@@ -73,7 +75,8 @@ private:
     void readCameraState();
     void buildMenus();
     void rebuildCameraActions();
-    void grabFrame();
+    void startLiveVideo();
+    void showLiveFrame(const QPixmap& pixmap);
     void renderLabel();
     void updateStatus();
     void syncCameraActions();
@@ -91,16 +94,13 @@ private:
     QVector<QAction*> m_cameraActions;
     QTimer m_timer;
 
-    std::vector<unsigned char> m_buffer;
     int m_nBufferWidth = 0;
     int m_nBufferHeight = 0;
-    bool m_bBufferColour = true;
-    QImage m_lastFrame; // wraps m_buffer: no copy per frame
+    QImage m_lastFrame;
     int m_nFrames = 0;
     int m_nFrameTarget = 0;
     bool m_bTargetReached = false;
     int m_nCameraCount = 0;
     int m_nCurrentCamera = -1;
-    IZKVisionCamera* m_pStreamingCamera = nullptr;
-    QVector<IZKVisionCamera*> m_startedCameras;
+    HXL_RefreshCameraThread* m_pRefreshThread = nullptr;
 };

@@ -4,6 +4,7 @@
 #include "DemoOptions.h"
 #include "DrawingView.h"
 #include "HostSim.h"
+#include "HXL_CameraUI.h"
 #include "HostWindow.h"
 #include "SimApp.h"
 #include "SimMachine.h"
@@ -90,6 +91,8 @@ int main(int argc, char* argv[])
     hostsim::HostSim::reset(options.workDir);
     hostsim::HostSim::setLanguage(options.language);
     setUpCameras(options);
+    // The camera module reads its settings ("qcv.dat" in the work directory) once at start.
+    HXL_CameraUI_ReadParam();
     hostsim::SimMachine& machine = hostsim::HostSim::machine();
     if (options.hasStartPosition)
         machine.setPosition(options.startX, options.startY);
@@ -148,5 +151,7 @@ int main(int argc, char* argv[])
         nExitCode = app.exec();
         hostsim::HostSim::setMainWindow(nullptr);
     }
+    // ... and writes them when the application ends.
+    HXL_CameraUI_TellAppExit();
     return nExitCode;
 }

@@ -1,0 +1,40 @@
+#include "CLock.h"
+
+#ifdef Q_OS_WIN
+
+CLock::CLock()
+{
+    InitializeCriticalSection(&m_cs);
+}
+
+CLock::~CLock()
+{
+    DeleteCriticalSection(&m_cs);
+}
+
+void CLock::Enter()
+{
+    EnterCriticalSection(&m_cs);
+}
+
+void CLock::Leave()
+{
+    LeaveCriticalSection(&m_cs);
+}
+
+#else
+
+CLock::CLock() = default;
+CLock::~CLock() = default;
+
+void CLock::Enter()
+{
+    m_cs.lock();
+}
+
+void CLock::Leave()
+{
+    m_cs.unlock();
+}
+
+#endif
