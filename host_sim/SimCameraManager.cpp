@@ -136,6 +136,8 @@ int SimCameraManager::CalibrateImages()
     // size and its place (the position given by MovableCam_SetCurMachineMmPos).
     m_nCalWidth = pAdapter->buffer().cols;
     m_nCalHeight = pAdapter->buffer().rows;
+    if (m_bCalibrationDropsPicture)
+        pAdapter->buffer().release();
     return 0;
 }
 
@@ -143,7 +145,7 @@ IZKBound* SimCameraManager::GetCamerasCalImageBound()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::GetCamerasCalImageBound()"));
     SimCamera* pCamera = currentCamera();
-    if (!pCamera)
+    if (!pCamera || m_bBoundMissing)
         return nullptr;
     const CameraSetup setup = pCamera->setup();
     if (!setup.calibrated)
@@ -459,6 +461,16 @@ bool SimCameraManager::writeSystemCFG()
 void SimCameraManager::setCalibrationFails(bool bFails)
 {
     m_bCalibrationFails = bFails;
+}
+
+void SimCameraManager::setCalImageBoundMissing(bool bMissing)
+{
+    m_bBoundMissing = bMissing;
+}
+
+void SimCameraManager::setCalibrationDropsPicture(bool bDrops)
+{
+    m_bCalibrationDropsPicture = bDrops;
 }
 
 void SimCameraManager::setModelSearchRange(const QString& strModel, const QRectF& rectMm)

@@ -60,6 +60,10 @@ public:
     bool writeSystemCFG();
 
     void setCalibrationFails(bool bFails); // CalibrateImages answers -1
+    // CalibrateImages succeeds but no calibrated bound is given.
+    void setCalImageBoundMissing(bool bMissing);
+    // CalibrateImages succeeds but leaves the current adapter without a picture.
+    void setCalibrationDropsPicture(bool bDrops);
     // Locator models: search ranges in millimetres (default model "Main").
     void setModelSearchRange(const QString& strModel, const QRectF& rectMm);
 
@@ -75,6 +79,8 @@ private:
     std::vector<std::unique_ptr<SimCamera>> m_retired; // removed, kept alive for threads that still hold them
     int m_nCurrent = 0;
     bool m_bCalibrationFails = false;
+    bool m_bBoundMissing = false;
+    bool m_bCalibrationDropsPicture = false;
     int m_nCalWidth = 0;
     int m_nCalHeight = 0;
     SimBound* m_pCalBound = nullptr;

@@ -206,7 +206,7 @@ void grayProcessingStage(cv::Mat& img, const Settings& st)
     cv::LUT(img, lut, img);
 }
 
-// 5. De-interference: 3 x 3 median, then a Gaussian blur of sigma v / 20.
+// 5. De-interference: 3 x 3 median (isolated noise dots), then a Gaussian blur of sigma v / 20.
 void deInterferenceStage(cv::Mat& img, const Settings& st, Scratch& s)
 {
     if (!st.bGoInterfere)

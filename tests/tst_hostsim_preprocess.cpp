@@ -29,7 +29,7 @@ namespace {
 
 // ---------------------------------------------------------------------------
 // The test picture (RGB): gradient background, colour patches, thin dark and
-// light lines, isolated salt-and-pepper specks.
+// light lines, isolated salt-and-pepper noise dots.
 
 constexpr int kWidth = 240;
 constexpr int kHeight = 180;
@@ -73,16 +73,16 @@ constexpr int kLightLineX = 170, kLightLineY = 140;
 constexpr uchar kDark = 20, kLight = 235;
 constexpr int kLineCheckY0 = 50, kLineCheckY1 = 110; // along the vertical lines
 
-struct Speck
+struct NoiseDot
 {
     cv::Point at;
     bool salt;
 };
 
-const std::vector<Speck>& specks()
+const std::vector<NoiseDot>& noiseDots()
 {
-    static const std::vector<Speck> list = [] {
-        std::vector<Speck> v;
+    static const std::vector<NoiseDot> list = [] {
+        std::vector<NoiseDot> v;
         cv::RNG rng(20240611);
         bool salt = true;
         for (int y = 48; y <= 104; y += 10)
@@ -112,7 +112,7 @@ cv::Mat colourPicture()
         m.at<cv::Vec3b>(kDarkLineY, x) = cv::Vec3b::all(kDark);
         m.at<cv::Vec3b>(kLightLineY, x) = cv::Vec3b::all(kLight);
     }
-    for (const Speck& s : specks())
+    for (const NoiseDot& s : noiseDots())
         m.at<cv::Vec3b>(s.at) = cv::Vec3b::all(s.salt ? 255 : 0);
     return m;
 }
@@ -343,20 +343,20 @@ Check darkLineWider(bool bHorizontally)
     };
 }
 
-Check specksGone()
+Check noiseDotsGone()
 {
     return [](const cv::Mat&, const cv::Mat& base, const cv::Mat& var) {
         int nBefore = 0;
-        for (const Speck& s : specks()) {
+        for (const NoiseDot& s : noiseDots()) {
             const int b = lumAt(base, s.at);
             const int v = lumAt(var, s.at);
             nBefore += s.salt ? (b == 255) : (b == 0);
             if (s.salt)
-                QVERIFY2(v < 215, qPrintable(QString("salt speck kept: %1").arg(v)));
+                QVERIFY2(v < 215, qPrintable(QString("salt dot kept: %1").arg(v)));
             else
-                QVERIFY2(v > 30, qPrintable(QString("pepper speck kept: %1").arg(v)));
+                QVERIFY2(v > 30, qPrintable(QString("pepper dot kept: %1").arg(v)));
         }
-        QCOMPARE(nBefore, int(specks().size()));
+        QCOMPARE(nBefore, int(noiseDots().size()));
     };
 }
 
@@ -548,9 +548,9 @@ std::vector<Row> rows()
 
     // 5. De-interference
     add("bGoInterfere", "false -> true", none, [](Record& r) { r.bGoInterfere = true; },
-        all({specksGone(), smoother()}));
+        all({noiseDotsGone(), smoother()}));
     add("bGoInterfere", "false -> true (gray picture)", none, [](Record& r) { r.bGoInterfere = true; },
-        all({specksGone(), smoother()}), true);
+        all({noiseDotsGone(), smoother()}), true);
     add("bGoInterfereDef", "true -> false (manual 80 instead of default 10)",
         [](Record& r) { r.bGoInterfere = true; r.nGoInterfereValue = 80; },
         [](Record& r) { r.bGoInterfereDef = false; }, smoother());
@@ -716,7 +716,7 @@ private slots:
             QVERIFY(lumAt(in, {kDarkLineX - 1, y}) > 40);
             QVERIFY(lumAt(in, {kLightLineX + 1, y}) < 210);
         }
-        for (const Speck& s : specks())
+        for (const NoiseDot& s : noiseDots())
             QCOMPARE(int(lumAt(in, s.at)), s.salt ? 255 : 0);
     }
 

@@ -6,6 +6,7 @@
 #include "HXL_CameraUI.h"
 #include "HXL_ModuleGlobals.h"
 #include "HXL_RefreshCameraThread.h"
+#include "auxiliary/HXLCameraWidget.h"
 #include "HostSim.h"
 #include "SimCamera.h"
 #include "SimCameraManager.h"
@@ -270,6 +271,13 @@ void HostWindow::buildMenus()
     });
     pZoom->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_0));
     pView->addAction(m_pCameraDock->toggleViewAction());
+    pView->addAction(tr("Camera tab host..."), this, [this]() {
+        auto* pCameraWidget = new HXLCameraWidget(this);
+        pCameraWidget->setWindowFlags(Qt::Tool);
+        pCameraWidget->setAttribute(Qt::WA_DeleteOnClose);
+        pCameraWidget->InitDisplay();
+        pCameraWidget->show();
+    });
 }
 
 void HostWindow::rebuildCameraActions()

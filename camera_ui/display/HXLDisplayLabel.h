@@ -32,11 +32,6 @@ public:
     // Makes m_dSelectPer the module-wide committed range.
     void SaveSelectPer();
 
-    // Recomputes the picture rectangle and both ranges from the settings and
-    // the host. The event is not used: the owner calls this with null to
-    // refresh everything (e.g. after the full-screen preview has closed).
-    void resizeEvent(QResizeEvent* event) override;
-
     // Bounding boxes of the picture, calibration range and selection in label
     // pixels; null rectangles while the outline has no vertex.
     QRectF imageRect() const;
@@ -66,6 +61,12 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+
+public:
+    // Recomputes the picture rectangle and both ranges from the settings and
+    // the host. The event is not used: the owner calls this with null to
+    // refresh everything (e.g. after the full-screen preview has closed).
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void ClampPoint(QPoint& pt) const;
