@@ -4,19 +4,20 @@
 
 #include "DrawingView.h"
 #include "HXL_CameraUI.h"
-#include "HXL_ModuleGlobals.h"
-#include "HXL_RefreshCameraThread.h"
+#include "IZKCostomCameraWidget.h"
 #include "auxiliary/HXLCameraWidget.h"
 #include "HostSim.h"
 #include "SimCamera.h"
 #include "SimCameraManager.h"
 #include "SimDrawing.h"
+#include "SimEvents.h"
 #include "SimMachine.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/HXL_ServiceKeys.h"
 #include "host/IServiceManager.h"
 #include "host/IZKDatabase.h"
+#include "host/IZKEventManger.h"
 #include "host/IZKRobotService.h"
 #include "host/IZKVisionCameraManager.h"
 
@@ -35,6 +36,7 @@
 #include <QMenuBar>
 #include <QPainter>
 #include <QStatusBar>
+#include <QVBoxLayout>
 
 #include <cmath>
 
@@ -43,20 +45,6 @@ namespace {
 constexpr double kJogSmallMm = 1.0;
 constexpr double kJogLargeMm = 10.0;
 constexpr double kTravelMm = 500.0;
-
-// The live picture: a label whose size follows the dock, not the picture.
-class FrameLabel : public QLabel
-{
-public:
-    explicit FrameLabel(QWidget* pParent = nullptr) : QLabel(pParent)
-    {
-        setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
-        setAlignment(Qt::AlignCenter);
-        setMinimumSize(160, 128);
-    }
-    QSize sizeHint() const override { return QSize(480, 384); }
-    QSize minimumSizeHint() const override { return QSize(160, 128); }
-};
 
 // Millimetres for the status bar: three decimals, no "-0.000".
 QString mmText(double dValue)
@@ -93,12 +81,9 @@ HostWindow::HostWindow(const DemoOptions& options, QWidget* pParent)
     m_pCameraDock = new QDockWidget(tr("Camera"), this);
     m_pCameraDock->setObjectName(QStringLiteral("CameraDock"));
     m_pCameraDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
-    m_pFrameLabel = new FrameLabel(m_pCameraDock);
-    m_pFrameLabel->setObjectName(QStringLiteral("FrameLabel"));
-    m_pFrameLabel->installEventFilter(this);
-    m_pCameraDock->setWidget(m_pFrameLabel);
     addDockWidget(Qt::RightDockWidgetArea, m_pCameraDock);
-    resizeDocks({m_pCameraDock}, {480}, Qt::Horizontal);
+    createPanel();
+    resizeDocks({m_pCameraDock}, {460}, Qt::Horizontal);
 
     m_pPositionStatus = new QLabel(this);
     m_pStateStatus = new QLabel(this);
@@ -128,36 +113,34 @@ HostWindow::HostWindow(const DemoOptions& options, QWidget* pParent)
     connect(&m_timer, &QTimer::timeout, this, &HostWindow::tick);
     m_timer.start();
     updateStatus();
-    renderLabel();
-    startLiveVideo();
 }
 
-// The live picture comes from the module's refresh thread, as in the camera
-// panel: the thread grabs the current camera and hands composed frames over.
-void HostWindow::startLiveVideo()
+// The camera panel, made as any host makes it: the module's factory, then
+// its builder; the host places the panel's widget in its own layout.
+void HostWindow::createPanel()
 {
-    IZKVisionCameraManager* pManager = cameraManager();
-    if (!pManager || pManager->GetCameraCount() == 0)
-        return;
-    m_pRefreshThread = new HXL_RefreshCameraThread();
-    m_pRefreshThread->SetShowLabel(m_pFrameLabel);
-    int nW = m_pFrameLabel->width();
-    int nH = m_pFrameLabel->height();
-    m_pRefreshThread->SetShowLabelWH(&nW, &nH);
-    m_pRefreshThread->SetMode(0);
-    connect(m_pRefreshThread, &HXL_RefreshCameraThread::updatePixmap, this, &HostWindow::showLiveFrame);
-    m_pRefreshThread->start(QThread::InheritPriority);
-    if (isOpenVideo)
-        m_pRefreshThread->Resume();
-    else
-        m_pRefreshThread->Pause();
+    auto* pHolder = new QWidget(m_pCameraDock);
+    auto* pLayout = new QVBoxLayout(pHolder);
+    pLayout->setContentsMargins(0, 0, 0, 0);
+    m_pPanel = IZKCostomCameraWidget::NewInstance(pHolder);
+    if (m_pPanel) {
+        m_pPanel->InitWidget();
+        pLayout->addWidget(m_pPanel->GetWidget());
+    }
+    pLayout->addStretch(1);
+    m_pCameraDock->setWidget(pHolder);
+    if (hostsim::SimCamera* pCamera = hostsim::HostSim::camera(hostsim::HostSim::cameraManager().GetCurCameraIndex()))
+        m_nGrabsAtStart = pCamera->grabCount();
 }
 
-void HostWindow::showLiveFrame(const QPixmap& pixmap)
+QWidget* HostWindow::cameraPanel() const
 {
-    m_pFrameLabel->setPixmap(pixmap);
-    m_lastFrame = pixmap.toImage();
-    ++m_nFrames;
+    return m_pPanel ? m_pPanel->GetWidget() : nullptr;
+}
+
+void HostWindow::firePanelEvent(int nEventId, int* pParam)
+{
+    IZKEventManger::singleton()->FireEvent(2, nEventId, pParam);
 }
 
 HostWindow::~HostWindow()
@@ -166,14 +149,14 @@ HostWindow::~HostWindow()
     hostsim::SimView& view = hostsim::HostSim::view();
     view.setRedraw(nullptr);
     view.setZoomToData(nullptr);
-    if (m_pRefreshThread) {
-        m_pRefreshThread->SetShowLabel(nullptr);
-        disconnect(m_pRefreshThread, nullptr, this, nullptr);
-        m_pRefreshThread->RequestStop();
-        m_pRefreshThread->wait(3000);
-        m_pRefreshThread->ReleaseBuffer();
-        if (m_pRefreshThread->isFinished())
-            delete m_pRefreshThread;
+    if (m_pPanel) {
+        // The panel does not withdraw from the event hub itself: the host does,
+        // before the panel goes.
+        QWidget* pPanelWidget = m_pPanel->GetWidget();
+        if (auto* pListener = static_cast<IZKEventListener*>(pPanelWidget->qt_metacast("IZKEventListener")))
+            hostsim::eventManager().removeListenerEverywhere(pListener);
+        delete pPanelWidget;
+        m_pPanel = nullptr;
     }
 }
 
@@ -248,16 +231,45 @@ void HostWindow::buildMenus()
     m_pCameraGroup = new QActionGroup(this);
     m_pCameraGroup->setExclusive(true);
     m_pCameraSeparator = m_pCameraMenu->addSeparator();
-    QAction* pSnapshot = m_pCameraMenu->addAction(tr("&Place snapshot on drawing"), this, [this]() {
+    QAction* pSnapshot = m_pCameraMenu->addAction(tr("&Take photo (panel)"), this, [this]() {
         QString strError;
         if (placeSnapshot(&strError))
-            statusBar()->showMessage(tr("Snapshot placed on the drawing"), 4000);
+            statusBar()->showMessage(tr("Photo placed on the drawing"), 4000);
         else
-            statusBar()->showMessage(tr("Snapshot not placed: %1").arg(strError), 8000);
+            statusBar()->showMessage(tr("No photo: %1").arg(strError), 8000);
     });
     pSnapshot->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_P));
-    m_pCameraMenu->addAction(tr("&Clear snapshots"), this, &HostWindow::clearSnapshots);
+    m_pCameraMenu->addAction(tr("&Clear photos"), this, &HostWindow::clearSnapshots);
     rebuildCameraActions();
+
+    // Host events the panel handles, as the host application fires them.
+    QMenu* pPanelMenu = menuBar()->addMenu(tr("&Panel"));
+    pPanelMenu->addAction(tr("Pause live video (1201)"), this, [this]() { firePanelEvent(1201); });
+    pPanelMenu->addAction(tr("Resume live video (1202)"), this, [this]() { firePanelEvent(1202); });
+    pPanelMenu->addAction(tr("Single frame (1205)"), this, [this]() {
+        int nResult = 0;
+        firePanelEvent(1205, &nResult);
+        if (nResult < 0)
+            statusBar()->showMessage(tr("The panel could not grab a frame"), 4000);
+    });
+    pPanelMenu->addAction(tr("Save configuration (1101)"), this, [this]() {
+        firePanelEvent(1101);
+        statusBar()->showMessage(tr("Camera configuration saved in %1").arg(hostsim::HostSim::workPath()), 4000);
+    });
+    pPanelMenu->addAction(tr("Reload search range (208)"), this, [this]() { firePanelEvent(208); });
+    QMenu* pSelect = pPanelMenu->addMenu(tr("Select camera (1002)"));
+    for (int i = 0; i < hostsim::HostSim::cameraCount(); ++i)
+        pSelect->addAction(tr("Camera %1").arg(i + 1), this, [this, i]() {
+            int nIndex = i;
+            firePanelEvent(1002, &nIndex);
+        });
+    pPanelMenu->addSeparator();
+    pPanelMenu->addAction(tr("Stop live video for good (1102)"), this, [this]() { firePanelEvent(1102); });
+    pPanelMenu->addSeparator();
+    pPanelMenu->addAction(tr("Open picture..."), this, [this]() {
+        if (QWidget* pPanelWidget = cameraPanel())
+            QMetaObject::invokeMethod(pPanelWidget, "slotOpenThePicture");
+    });
 
     QMenu* pView = menuBar()->addMenu(tr("&View"));
     QAction* pZoom = pView->addAction(tr("&Zoom to data"), this, []() {
@@ -392,40 +404,15 @@ bool HostWindow::placeSnapshot(QString* pError)
             *pError = strWhy;
         return false;
     };
-    IZKVisionCameraManager* pManager = cameraManager();
-    if (!pManager || pManager->GetCameraCount() <= 0)
+    QWidget* pPanel = cameraPanel();
+    if (!pPanel || hostsim::HostSim::cameraCount() <= 0)
         return fail(tr("no camera"));
-    hostsim::SimMachine& simMachine = hostsim::HostSim::machine();
-    if (simMachine.isMoving())
+    if (hostsim::HostSim::machine().isMoving())
         return fail(tr("the machine is moving; try again when it stops"));
-
-    double dX = 0.0, dY = 0.0;
-    simMachine.position(dX, dY);
-    MovableCam_SetCurMachineMmPos(dX, dY);
-
-    const QString strPath = hostsim::HostSim::workPath() + QStringLiteral("snapshot.jpg");
-    if (pManager->SaveImageFile(QFile::encodeName(strPath).toStdString()) != 0)
-        return fail(tr("the picture could not be taken or saved to %1").arg(strPath));
-    if (pManager->CalibrateImages() < 0)
-        return fail(tr("the picture could not be calibrated"));
-    ImageAdapter* pAdapter = pManager->GetImageAdapter();
-    if (!pAdapter)
-        return fail(tr("no picture"));
-    IZKDbImage* pImage = pAdapter->CreateDbImage();
-    if (!pImage)
-        return fail(tr("no picture"));
-    IZKBound* pBound = pManager->GetCamerasCalImageBound();
-    if (!pBound || !pBound->IsValid() || pBound->GetWidth() <= 0.0 || pBound->GetHeight() <= 0.0) {
-        pImage->Release();
-        return fail(tr("the camera is not calibrated"));
-    }
-    pImage->SetExtents(pBound->GetMinX(), pBound->GetMinY(), pBound->GetMaxX(), pBound->GetMaxY());
-
-    IZKDatabase& database = hostsim::HostSim::database();
-    pImage->SetLayer(database.GetLayerTable()->GetLayer(kSnapshotLayer));
-    database.GetShapeTable()->AppendEntity(pImage);
-    database.Update();
-    hostsim::HostSim::view().RefreshView(true);
+    // The panel's photograph command, reached through its meta-object interface.
+    QMetaObject::invokeMethod(pPanel, "slotCapture");
+    if (hostsim::HostSim::database().entitiesOnLayer(kSnapshotLayer).empty())
+        return fail(tr("the panel placed no picture"));
     return true;
 }
 
@@ -440,7 +427,10 @@ void HostWindow::clearSnapshots()
 
 void HostWindow::tick()
 {
+    const hostsim::HostCallScope hostOwnCalls; // the host's own polling stays out of the journal
     readCameraState();
+    if (hostsim::SimCamera* pCamera = hostsim::HostSim::camera(m_nCurrentCamera))
+        m_nFrames = pCamera->grabCount() - m_nGrabsAtStart;
     if (m_nCameraCount != m_cameraActions.size())
         rebuildCameraActions();
     else
@@ -452,29 +442,6 @@ void HostWindow::tick()
         m_bTargetReached = true;
         emit frameTargetReached();
     }
-}
-
-void HostWindow::renderLabel()
-{
-    const QSize size = m_pFrameLabel->size();
-    if (size.width() < 2 || size.height() < 2)
-        return;
-    if (m_pRefreshThread)
-        return; // the refresh thread paints the label
-    QPixmap pixmap(size);
-    pixmap.fill(QColor(30, 30, 30));
-    QPainter painter(&pixmap);
-    painter.setPen(QColor(200, 200, 200));
-    painter.drawText(pixmap.rect(), Qt::AlignCenter, tr("No picture"));
-    // One-pixel red crosshair over the whole label, through its centre.
-    painter.setRenderHint(QPainter::Antialiasing, false);
-    painter.setPen(QPen(QColor(255, 0, 0), 0));
-    const int nCx = size.width() / 2;
-    const int nCy = size.height() / 2;
-    painter.drawLine(0, nCy, size.width() - 1, nCy);
-    painter.drawLine(nCx, 0, nCx, size.height() - 1);
-    painter.end();
-    m_pFrameLabel->setPixmap(pixmap);
 }
 
 void HostWindow::updateStatus()
@@ -508,11 +475,4 @@ void HostWindow::updateStatus()
     } else {
         m_pDrawing->setCameraField(0.0, 0.0);
     }
-}
-
-bool HostWindow::eventFilter(QObject* pWatched, QEvent* pEvent)
-{
-    if (pWatched == m_pFrameLabel && pEvent->type() == QEvent::Resize)
-        renderLabel();
-    return hostsim::SimMainWindow::eventFilter(pWatched, pEvent);
 }

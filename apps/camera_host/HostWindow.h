@@ -1,7 +1,8 @@
 #pragma once
 
-// Main window of the demo host: the drawing in the centre, the live camera
-// picture in a dock on the right, machine and camera menus, a status bar.
+// Main window of the demo host: the drawing in the centre, the camera panel
+// (made through the module's factory, as any host makes it) in a dock on the
+// right, machine, camera and panel menus, a status bar.
 
 #include "DemoOptions.h"
 #include "SimApp.h"
@@ -22,7 +23,7 @@ class QDockWidget;
 class QLabel;
 class QMenu;
 
-class HXL_RefreshCameraThread;
+class IZKCostomCameraWidget;
 
 class HostWindow : public hostsim::SimMainWindow
 {
@@ -35,12 +36,10 @@ public:
     ~HostWindow() override;
 
     DrawingView* drawingView() const { return m_pDrawing; }
-    QLabel* frameLabel() const { return m_pFrameLabel; }
     QDockWidget* cameraDock() const { return m_pCameraDock; }
-    // Live frames shown since the window was made.
+    QWidget* cameraPanel() const;
+    // Live frames the camera delivered since the window was made.
     int frameCount() const { return m_nFrames; }
-    // A copy of the newest frame (null before the first one).
-    QImage lastFrame() const { return m_lastFrame.copy(); }
     // frameTargetReached is emitted once when frameCount reaches nFrames (0: never).
     void setFrameTarget(int nFrames);
 
@@ -62,29 +61,25 @@ public slots:
     // Asks for a position and moves there.
     void goToPosition();
     void selectCamera(int nIndex);
-    // Places the current camera's picture on the drawing at the machine
-    // position (layer 210). False with a message when it could not.
+    // Has the panel take a photo: the picture goes on the drawing at the
+    // machine position (layer 210). False with a message when it could not.
     bool placeSnapshot(QString* pError = nullptr);
     void clearSnapshots();
-
-protected:
-    bool eventFilter(QObject* pWatched, QEvent* pEvent) override;
+    // Fires a host event to the panel (on its channel 2).
+    void firePanelEvent(int nEventId, int* pParam = nullptr);
 
 private:
     // Reads the camera count and the current index through the manager (once per tick).
     void readCameraState();
     void buildMenus();
     void rebuildCameraActions();
-    void startLiveVideo();
-    void showLiveFrame(const QPixmap& pixmap);
-    void renderLabel();
+    void createPanel();
     void updateStatus();
     void syncCameraActions();
 
     DemoOptions m_options;
     DrawingView* m_pDrawing = nullptr;
     QDockWidget* m_pCameraDock = nullptr;
-    QLabel* m_pFrameLabel = nullptr;
     QLabel* m_pPositionStatus = nullptr;
     QLabel* m_pStateStatus = nullptr;
     QLabel* m_pCameraStatus = nullptr;
@@ -96,11 +91,11 @@ private:
 
     int m_nBufferWidth = 0;
     int m_nBufferHeight = 0;
-    QImage m_lastFrame;
     int m_nFrames = 0;
+    int m_nGrabsAtStart = 0;
     int m_nFrameTarget = 0;
     bool m_bTargetReached = false;
     int m_nCameraCount = 0;
     int m_nCurrentCamera = -1;
-    HXL_RefreshCameraThread* m_pRefreshThread = nullptr;
+    IZKCostomCameraWidget* m_pPanel = nullptr;
 };
