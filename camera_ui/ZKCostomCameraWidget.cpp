@@ -191,10 +191,12 @@ ZKCostomCameraWidget::~ZKCostomCameraWidget()
         m_pRefreshThread->quit();
         // Here the buffer goes before the wait (the host-event stop waits first).
         m_pRefreshThread->ReleaseBuffer();
+        // quit() cannot end a loop without an event loop, and a paused worker
+        // would stay parked: a running thread object must not be deleted, so
+        // tell the worker to leave before waiting for it.
+        m_pRefreshThread->RequestStop();
         if (!m_pRefreshThread->wait(500)) {
-            // The paused worker stays parked; a running thread object cannot
-            // be deleted, so end it before its deletion comes round.
-            m_pRefreshThread->RequestStop();
+            // Still busy with a grab: its deletion must wait for the end.
             m_pRefreshThread->wait();
         }
     }

@@ -23,3 +23,43 @@ else()
   target_include_directories(HXL::OpenCV INTERFACE ${HXL_OPENCV_INCLUDE_DIR})
   target_link_libraries(HXL::OpenCV INTERFACE ${_hxl_cv_libs})
 endif()
+
+# OpenCV videoio for the V4L2 webcam camera of the replacement host
+# (libopencv-videoio-dev). HXL_WITH_V4L2=OFF builds the host without it.
+option(HXL_WITH_V4L2 "Build the V4L2 webcam camera (needs OpenCV videoio)" ON)
+if(HXL_WITH_V4L2)
+  if(OpenCV_FOUND)
+    find_package(OpenCV 4 QUIET COMPONENTS videoio)
+  endif()
+  if(OpenCV_FOUND AND TARGET opencv_videoio)
+    set(_hxl_videoio opencv_videoio)
+  else()
+    find_library(HXL_OPENCV_videoio_LIBRARY NAMES opencv_videoio)
+    find_path(HXL_OPENCV_VIDEOIO_INCLUDE_DIR opencv2/videoio.hpp PATH_SUFFIXES opencv4)
+    if(NOT HXL_OPENCV_videoio_LIBRARY OR NOT HXL_OPENCV_VIDEOIO_INCLUDE_DIR)
+      message(FATAL_ERROR "OpenCV videoio not found: install libopencv-videoio-dev (scripts/setup.sh does), "
+                          "or configure with -DHXL_WITH_V4L2=OFF to build without the webcam camera")
+    endif()
+    set(_hxl_videoio ${HXL_OPENCV_videoio_LIBRARY})
+  endif()
+  add_library(HXL::OpenCVVideoio INTERFACE IMPORTED)
+  target_link_libraries(HXL::OpenCVVideoio INTERFACE HXL::OpenCV ${_hxl_videoio})
+endif()
+
+# Aravis 0.8 for the GenICam camera (libaravis-dev; its pkg-config file also
+# needs libusb-1.0-0-dev). HXL_WITH_GENICAM=OFF builds the host without it.
+option(HXL_WITH_GENICAM "Build the GenICam camera (needs Aravis 0.8)" ON)
+if(HXL_WITH_GENICAM)
+  find_package(PkgConfig QUIET)
+  if(PkgConfig_FOUND)
+    pkg_check_modules(HXL_ARAVIS QUIET IMPORTED_TARGET aravis-0.8)
+  endif()
+  if(NOT HXL_ARAVIS_FOUND)
+    message(FATAL_ERROR "Aravis 0.8 not found by pkg-config: install libaravis-dev and libusb-1.0-0-dev "
+                        "(scripts/setup.sh does), or configure with -DHXL_WITH_GENICAM=OFF to build without the "
+                        "GenICam camera")
+  endif()
+  add_library(HXL::Aravis INTERFACE IMPORTED)
+  target_link_libraries(HXL::Aravis INTERFACE PkgConfig::HXL_ARAVIS)
+  find_program(HXL_ARV_FAKE_CAMERA arv-fake-gv-camera-0.8)
+endif()

@@ -7,7 +7,9 @@
 #include "host/HXL_HostExport.h"
 
 #include <QColor>
+#include <QJsonObject>
 #include <QString>
+#include <QStringList>
 
 class IMainWindow;
 struct UiUserConfig;
@@ -17,6 +19,7 @@ namespace hostsim {
 class Journal;
 class SimMachine;
 class SimCamera;
+class HostCamera;
 class SimCameraManager;
 class SimDatabase;
 class SimView;
@@ -43,6 +46,37 @@ struct CameraSetup
     QString picturePath;         // FrameSource::Picture
     QColor solidColour = QColor(128, 128, 128);
     bool calibrated = true;
+};
+
+// Kinds of camera, by the names the configuration's "type" field uses.
+enum class CameraType
+{
+    Auto,    // the first of GenICam, V4L2, Sim that opens
+    Sim,     // the simulated camera over the virtual workpiece
+    GenICam, // GigE Vision or USB3 Vision camera through Aravis
+    V4L2     // USB webcam through OpenCV's V4L2 back-end
+};
+
+// The camera-type name table ("Auto", "Sim", "GenICam", "V4L2"), in enum order.
+HXL_HOST_EXPORT QStringList cameraTypeNames();
+// Case-insensitive; false for an unknown name.
+HXL_HOST_EXPORT bool cameraTypeFromName(const QString& strName, CameraType& type);
+// Whether this build has the back-end of a camera type.
+HXL_HOST_EXPORT bool cameraTypeAvailable(CameraType type);
+
+// One camera the host is asked to open (from the configuration's "cameras"
+// list or the demo's command line).
+struct CameraRequest
+{
+    CameraType type = CameraType::Sim;
+    QString address;          // GenICam: IP address or device id; V4L2: device path; Auto: unused
+    QString name;             // empty = a name from the type and address
+    QString pixelFormat;      // GenICam: e.g. "Mono8"; empty keeps the camera's
+    int width = 0;            // GenICam and V4L2: frame size; 0 keeps the camera's
+    int height = 0;
+    double mmPerPixel = 0.02; // pixel size (calibration of a real camera)
+    bool calibrated = true;
+    CameraSetup sim;          // Sim
 };
 
 class HXL_HOST_EXPORT HostSim
@@ -72,8 +106,20 @@ public:
     static SimCameraManager& cameraManager();
     static SimCamera* addCamera(const CameraSetup& setup);
     static void removeAllCameras();
+    // The camera at nIndex when it is a simulated one, else null.
     static SimCamera* camera(int nIndex);
+    // The camera at nIndex, of any kind.
+    static HostCamera* hostCamera(int nIndex);
     static int cameraCount();
+    // Adds the camera a request names. A real camera that does not answer
+    // yet is added all the same and keeps trying in the background; null
+    // (with the reason) only when the request cannot be served at all
+    // (back-end not built, Auto found nothing, bad values).
+    static HostCamera* addCamera(const CameraRequest& request, QString* pError);
+    // Reads one entry of the configuration's "cameras" list.
+    static bool cameraRequestFromJson(const QJsonObject& entry, CameraRequest& request, QString* pError);
+    // True when the cameras in use came from the configuration's "cameras" list.
+    static bool camerasFromConfiguration();
 
     static SimDatabase& database();
     static SimView& view();

@@ -147,31 +147,10 @@ QImage SimImageAdapter::bufferImage() const
     return imageFromMat(m_buffer);
 }
 
-// --- SimCalibration ------------------------------------------------------------
-
-void SimCalibration::ImageToMachine(double dPixelX, double dPixelY, double& dMachineX, double& dMachineY)
-{
-    const HostState& state = hostState();
-    m_pCamera->pixelToMachine(dPixelX, dPixelY, state.dCalX, state.dCalY, dMachineX, dMachineY);
-    HostSim::journal().append(QStringLiteral("IZKCameraCalibration::ImageToMachine(%1, %2)")
-                                  .arg(jnum(dPixelX), jnum(dPixelY)));
-}
-
-void SimCalibration::GetMmPerPixel(double& dMmPerPixelX, double& dMmPerPixelY)
-{
-    HostSim::journal().append(QStringLiteral("IZKCameraCalibration::GetMmPerPixel()"));
-    dMmPerPixelX = dMmPerPixelY = m_pCamera->mmPerPixel();
-}
-
-bool SimCalibration::IsCalibrated()
-{
-    return m_pCamera->setup().calibrated;
-}
-
 // --- SimCamera -------------------------------------------------------------------
 
 SimCamera::SimCamera(const CameraSetup& setup, SimMachine* pMachine, Workpiece* pWorkpiece)
-    : m_setup(setup), m_pMachine(pMachine), m_pWorkpiece(pWorkpiece), m_calibration(this)
+    : m_setup(setup), m_pMachine(pMachine), m_pWorkpiece(pWorkpiece)
 {
     if (m_setup.source == FrameSource::Picture && !setSource(FrameSource::Picture, m_setup.picturePath))
         m_setup.source = FrameSource::TestPattern;
@@ -264,12 +243,6 @@ int SimCamera::grabFrame(cv::Mat& frame)
     return 0;
 }
 
-ImageAdapter* SimCamera::GetImageAdapter()
-{
-    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageAdapter()") + tag());
-    return &m_adapter;
-}
-
 void SimCamera::CreateParamWidget(QWidget* pContainer)
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::CreateParamWidget()") + tag());
@@ -310,16 +283,28 @@ void SimCamera::CreateParamWidget(QWidget* pContainer)
                                                       pContainer));
 }
 
-IZKCameraCalibration* SimCamera::GetCalibration()
-{
-    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetCalibration()") + tag());
-    return &m_calibration;
-}
-
 std::string SimCamera::GetCameraName()
 {
     QMutexLocker lock(&m_mutex);
     return m_setup.name.toStdString();
+}
+
+int SimCamera::frameWidth() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_setup.width;
+}
+
+int SimCamera::frameHeight() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_setup.height;
+}
+
+bool SimCamera::isCalibrated() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_setup.calibrated;
 }
 
 CameraSetup SimCamera::setup() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HostSim.h"
+#include "HostCamera.h"
 #include "host/IZKVisionCameraManager.h"
 
 #include <QImage>
@@ -15,55 +16,9 @@ namespace hostsim {
 class SimMachine;
 class Workpiece;
 
-// Picture buffers of a camera. Pixels are stored as cv::Mat: CV_8UC3 in RGB
-// order for colour, CV_8UC1 for gray; always continuous (rows packed).
-class HXL_HOST_EXPORT SimImageAdapter : public ImageAdapter
-{
-public:
-    SimImageAdapter();
-    ~SimImageAdapter() override;
-
-    int ReadFile(std::string strPath) override;
-    void setSrcData() override;
-    void bufferUseSrc() override;
-    void Release() override;
-    void ReleaseSrc() override;
-    bool IsEmpty() override;
-    unsigned char* GetBuffer() override;
-    int GetWidth() override;
-    int GetHeight() override;
-    int GetChannels() override;
-    IZKDbImage* CreateDbImage() override;
-
-    // Host side (no journal lines).
-    cv::Mat& buffer() { return m_buffer; }
-    cv::Mat& source() { return m_source; }
-    void setBuffer(const cv::Mat& image); // deep copy
-    QImage bufferImage() const;            // copy of the working buffer as a QImage
-
-private:
-    cv::Mat m_buffer;
-    cv::Mat m_source;
-};
-
-// Pixel to machine millimetres for a camera whose optical axis sits on the
-// machine's head: the picture centre is the machine position, x to the right,
-// picture y downward = machine y decreasing.
-class HXL_HOST_EXPORT SimCalibration : public IZKCameraCalibration
-{
-public:
-    explicit SimCalibration(class SimCamera* pCamera) : m_pCamera(pCamera) {}
-    void ImageToMachine(double dPixelX, double dPixelY, double& dMachineX, double& dMachineY) override;
-    void GetMmPerPixel(double& dMmPerPixelX, double& dMmPerPixelY) override;
-    bool IsCalibrated() override;
-
-private:
-    class SimCamera* m_pCamera;
-};
-
 // A simulated camera. Thread-safe: the live-video thread grabs while the GUI
 // thread changes settings.
-class HXL_HOST_EXPORT SimCamera : public IZKVisionCamera
+class HXL_HOST_EXPORT SimCamera : public HostCamera
 {
 public:
     SimCamera(const CameraSetup& setup, SimMachine* pMachine, Workpiece* pWorkpiece);
@@ -75,10 +30,15 @@ public:
     int GetImageWidth(bool bCurrent) override;
     int GetImageHeight(bool bCurrent) override;
     int GrabImage(unsigned char* pBuffer) override;
-    ImageAdapter* GetImageAdapter() override;
     void CreateParamWidget(QWidget* pContainer) override;
-    IZKCameraCalibration* GetCalibration() override;
     std::string GetCameraName() override;
+
+    // --- host camera ---------------------------------------------------------
+    QString typeName() const override { return QStringLiteral("Sim"); }
+    int frameWidth() const override;
+    int frameHeight() const override;
+    bool isCalibrated() const override;
+    void retire() override { setEnded(true); }
 
     // --- facade --------------------------------------------------------------
     CameraSetup setup() const;
@@ -87,8 +47,8 @@ public:
     void setColour(bool bColour);
     // False (and nothing changes) when a picture file cannot be read.
     bool setSource(FrameSource source, const QString& strPicturePath = QString());
-    void setCalibrated(bool bCalibrated);
-    double mmPerPixel() const;
+    void setCalibrated(bool bCalibrated) override;
+    double mmPerPixel() const override;
     // Exposure in microseconds (reference 10000) and gain in dB (0..24);
     // the rendered brightness scales with exposure x 10^(gain/20).
     void setExposureUs(int nExposureUs);
@@ -100,11 +60,10 @@ public:
     void setGrabFails(bool bFails);        // GrabImage answers 2 and copies nothing
     void setZeroSize(bool bZero);          // width and height report 0
     void setEnded(bool bEnded);            // GrabImage(null) answers 1
-    int grabCount() const { return m_nGrabCount.load(); }
+    int grabCount() const override { return m_nGrabCount.load(); }
     // A grab for the host's own use (no journal line): fills frame with a
     // copy of the newest frame; 0 or the failure answer GrabImage would give.
-    int grabFrame(cv::Mat& frame);
-    SimImageAdapter& adapter() { return m_adapter; }
+    int grabFrame(cv::Mat& frame) override;
     bool isGrabbing() const;
 
     // Renders the frame the camera sees now (no journal line), in the
@@ -116,21 +75,20 @@ public:
     // Picture-pixel to machine mapping at a given machine position
     // (continuous pixel coordinates: pixel i covers [i, i+1)).
     void pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
-                        double& dMachineY) const;
+                        double& dMachineY) const override;
     void machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
-                        double& dPixelY) const;
+                        double& dPixelY) const override;
 
 private:
     cv::Mat renderLocked(double dX, double dY);
     void touchLocked() { ++m_nStamp; }
     QString tag() const;
+    QString journalTag() const override { return tag(); }
 
     mutable QMutex m_mutex;
     CameraSetup m_setup;
     SimMachine* m_pMachine;
     Workpiece* m_pWorkpiece;
-    SimImageAdapter m_adapter;
-    SimCalibration m_calibration;
     int m_nExposureUs = 10000;
     double m_dGainDb = 0.0;
     bool m_bGrabFails = false;

@@ -50,7 +50,7 @@ SimCameraManager::~SimCameraManager()
     delete m_pCalBound;
 }
 
-SimCamera* SimCameraManager::currentCamera() const
+HostCamera* SimCameraManager::currentCamera() const
 {
     QMutexLocker lock(&m_mutex);
     if (m_nCurrent < 0 || m_nCurrent >= static_cast<int>(m_cameras.size()))
@@ -82,13 +82,13 @@ void SimCameraManager::SetCurCameraIndex(int nIndex)
 IZKVisionCamera* SimCameraManager::GetCamera(int nIndex)
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::GetCamera(%1)").arg(nIndex));
-    return camera(nIndex);
+    return hostCamera(nIndex);
 }
 
 ImageAdapter* SimCameraManager::GetImageAdapter()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::GetImageAdapter()"));
-    SimCamera* pCamera = currentCamera();
+    HostCamera* pCamera = currentCamera();
     return pCamera ? &pCamera->adapter() : nullptr;
 }
 
@@ -96,7 +96,7 @@ int SimCameraManager::SaveImageFile(std::string strPath)
 {
     const QString path = QString::fromLocal8Bit(strPath.c_str());
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::SaveImageFile(%1)").arg(path));
-    SimCamera* pCamera = currentCamera();
+    HostCamera* pCamera = currentCamera();
     if (!pCamera)
         return -1;
     cv::Mat frame;
@@ -124,10 +124,10 @@ int SimCameraManager::CalibrateImages()
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::CalibrateImages()"));
     if (m_bCalibrationFails)
         return -1;
-    SimCamera* pCamera = currentCamera();
+    HostCamera* pCamera = currentCamera();
     if (!pCamera)
         return -2;
-    if (!pCamera->setup().calibrated)
+    if (!pCamera->isCalibrated())
         return -3;
     auto* pAdapter = &pCamera->adapter();
     if (pAdapter->buffer().empty())
@@ -144,15 +144,14 @@ int SimCameraManager::CalibrateImages()
 IZKBound* SimCameraManager::GetCamerasCalImageBound()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::GetCamerasCalImageBound()"));
-    SimCamera* pCamera = currentCamera();
+    HostCamera* pCamera = currentCamera();
     if (!pCamera || m_bBoundMissing)
         return nullptr;
-    const CameraSetup setup = pCamera->setup();
-    if (!setup.calibrated)
+    if (!pCamera->isCalibrated())
         return nullptr;
     const HostState& state = hostState();
-    const double dWidth = setup.width * setup.mmPerPixel;
-    const double dHeight = setup.height * setup.mmPerPixel;
+    const double dWidth = pCamera->frameWidth() * pCamera->mmPerPixel();
+    const double dHeight = pCamera->frameHeight() * pCamera->mmPerPixel();
     m_pCalBound->set(state.dCalX - dWidth / 2.0, state.dCalY - dHeight / 2.0, state.dCalX + dWidth / 2.0,
                      state.dCalY + dHeight / 2.0);
     return m_pCalBound;
@@ -164,30 +163,28 @@ void SimCameraManager::GetCameraCalImageSize(int& nWidth, int& nHeight)
     nWidth = m_nCalWidth;
     nHeight = m_nCalHeight;
     if (nWidth <= 0 || nHeight <= 0) {
-        SimCamera* pCamera = currentCamera();
-        const CameraSetup setup = pCamera ? pCamera->setup() : CameraSetup();
-        nWidth = pCamera ? setup.width : 0;
-        nHeight = pCamera ? setup.height : 0;
+        HostCamera* pCamera = currentCamera();
+        nWidth = pCamera ? pCamera->frameWidth() : 0;
+        nHeight = pCamera ? pCamera->frameHeight() : 0;
     }
 }
 
 void SimCameraManager::GetImageSize(int nCamera, int& nWidth, int& nHeight)
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::GetImageSize(%1)").arg(nCamera));
-    SimCamera* pCamera = camera(nCamera);
+    HostCamera* pCamera = hostCamera(nCamera);
     if (!pCamera) {
         nWidth = nHeight = 0;
         return;
     }
-    const CameraSetup setup = pCamera->setup();
-    nWidth = setup.width;
-    nHeight = setup.height;
+    nWidth = pCamera->frameWidth();
+    nHeight = pCamera->frameHeight();
 }
 
 int SimCameraManager::PreprocessImage()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::PreprocessImage()"));
-    SimCamera* pCamera = currentCamera();
+    HostCamera* pCamera = currentCamera();
     if (!pCamera)
         return -1;
     auto* pAdapter = &pCamera->adapter();
@@ -230,7 +227,7 @@ void SimCameraManager::WorldToStandardImage(int nCamera, std::vector<IZKGePolyli
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::WorldToStandardImage(%1, %2)")
                                   .arg(nCamera)
                                   .arg(vecPolylines.size()));
-    SimCamera* pCamera = camera(nCamera);
+    HostCamera* pCamera = hostCamera(nCamera);
     if (!pCamera)
         return;
     const HostState& state = hostState();
@@ -246,18 +243,25 @@ void SimCameraManager::WorldToStandardImage(int nCamera, std::vector<IZKGePolyli
     }
 }
 
-SimCamera* SimCameraManager::addCamera(std::unique_ptr<SimCamera> pCamera)
+HostCamera* SimCameraManager::addCamera(std::unique_ptr<HostCamera> pCamera)
 {
     QMutexLocker lock(&m_mutex);
     m_cameras.push_back(std::move(pCamera));
     return m_cameras.back().get();
 }
 
+SimCamera* SimCameraManager::addCamera(std::unique_ptr<SimCamera> pCamera)
+{
+    SimCamera* pSim = pCamera.get();
+    addCamera(std::unique_ptr<HostCamera>(std::move(pCamera)));
+    return pSim;
+}
+
 void SimCameraManager::removeAllCameras()
 {
     QMutexLocker lock(&m_mutex);
     for (auto& pCamera : m_cameras) {
-        pCamera->setEnded(true);
+        pCamera->retire();
         m_retired.push_back(std::move(pCamera));
     }
     m_cameras.clear();
@@ -266,10 +270,27 @@ void SimCameraManager::removeAllCameras()
 
 SimCamera* SimCameraManager::camera(int nIndex) const
 {
+    return dynamic_cast<SimCamera*>(hostCamera(nIndex));
+}
+
+HostCamera* SimCameraManager::hostCamera(int nIndex) const
+{
     QMutexLocker lock(&m_mutex);
     if (nIndex < 0 || nIndex >= static_cast<int>(m_cameras.size()))
         return nullptr;
     return m_cameras[static_cast<size_t>(nIndex)].get();
+}
+
+QJsonArray SimCameraManager::configuredCameras() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_configuredCameras;
+}
+
+void SimCameraManager::setConfiguredCameras(const QJsonArray& cameras)
+{
+    QMutexLocker lock(&m_mutex);
+    m_configuredCameras = cameras;
 }
 
 int SimCameraManager::cameraCount() const
@@ -339,6 +360,9 @@ QByteArray SimCameraManager::recordToJson() const
     root.insert(QStringLiteral("format"), QStringLiteral("HXL vision camera configuration"));
     root.insert(QStringLiteral("version"), nCfgVersion);
     root.insert(QStringLiteral("record"), record);
+    const QJsonArray cameras = configuredCameras();
+    if (!cameras.isEmpty())
+        root.insert(QStringLiteral("cameras"), cameras);
     return QJsonDocument(root).toJson(QJsonDocument::Indented);
 }
 
@@ -359,6 +383,12 @@ bool SimCameraManager::recordFromJson(const QByteArray& json, QString* pError)
     if (!root.value(QStringLiteral("record")).isObject())
         return fail(QStringLiteral("no \"record\" object"));
     const QJsonObject record = root.value(QStringLiteral("record")).toObject();
+    const QJsonValue cameras = root.value(QStringLiteral("cameras"));
+    if (!cameras.isUndefined() && !cameras.isArray())
+        return fail(QStringLiteral("\"cameras\" is not a list"));
+    for (const QJsonValue& v : cameras.toArray())
+        if (!v.isObject())
+            return fail(QStringLiteral("a camera of \"cameras\" is not an object"));
 
     // Check every present field before changing anything, so that a bad file
     // leaves the record as it was.
@@ -407,6 +437,7 @@ bool SimCameraManager::recordFromJson(const QByteArray& json, QString* pError)
             vecMorphology.push_back(step);
         }
     }
+    setConfiguredCameras(cameras.toArray());
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include "host/IZKVisionCameraManager.h"
 
+#include <QJsonArray>
 #include <QMutex>
 #include <QRectF>
 #include <QString>
@@ -13,6 +14,7 @@ class IZKBound;
 
 namespace hostsim {
 
+class HostCamera;
 class SimCamera;
 class SimBound;
 
@@ -42,10 +44,20 @@ public:
     // Cameras are owned here and live until the manager is destroyed, so that a
     // camera pointer a worker thread holds stays valid; removing them only
     // hides them (count 0).
+    HostCamera* addCamera(std::unique_ptr<HostCamera> pCamera);
     SimCamera* addCamera(std::unique_ptr<SimCamera> pCamera);
     void removeAllCameras();
+    // The camera at nIndex when it is a simulated one, else null.
     SimCamera* camera(int nIndex) const;
+    // The camera at nIndex, of any kind.
+    HostCamera* hostCamera(int nIndex) const;
     int cameraCount() const;
+
+    // The "cameras" list of the configuration file as read (empty when the
+    // file has none). It belongs to the operator: the host reads it at start
+    // and writes it back unchanged.
+    QJsonArray configuredCameras() const;
+    void setConfiguredCameras(const QJsonArray& cameras);
 
     // Puts every record field back to the host's defaults.
     void resetRecord();
@@ -72,11 +84,12 @@ public:
     bool recordFromJson(const QByteArray& json, QString* pError);
 
 private:
-    SimCamera* currentCamera() const;
+    HostCamera* currentCamera() const;
 
     mutable QMutex m_mutex;
-    std::vector<std::unique_ptr<SimCamera>> m_cameras;
-    std::vector<std::unique_ptr<SimCamera>> m_retired; // removed, kept alive for threads that still hold them
+    std::vector<std::unique_ptr<HostCamera>> m_cameras;
+    std::vector<std::unique_ptr<HostCamera>> m_retired;
+    QJsonArray m_configuredCameras; // removed, kept alive for threads that still hold them
     int m_nCurrent = 0;
     bool m_bCalibrationFails = false;
     bool m_bBoundMissing = false;

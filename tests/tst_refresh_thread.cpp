@@ -14,6 +14,7 @@
 #include "host/HXL_HostFunctions.h"
 #include "host/IZKDatabase.h"
 
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QPainter>
 #include <QTemporaryDir>
@@ -92,6 +93,7 @@ private:
         }
         thread.Resume();
         QVERIFY(thread.wait(5000));
+        thread.ReleaseBuffer(); // the frame buffer is freed only here
     }
 
     std::unique_ptr<HXL_RefreshCameraThread> startThread()
@@ -344,6 +346,12 @@ private slots:
         pCamera->setEnded(true);
         QVERIFY(pThread->wait(3000)); // GrabImage(null) answered 1: the thread ends
         QVERIFY(pThread->isFinished());
+        // Waiting for an ended thread to pause returns at once.
+        pThread->Pause();
+        QElapsedTimer clock;
+        clock.start();
+        pThread->WaitPaused();
+        QVERIFY(clock.elapsed() < 1000);
     }
 
     void frameSizeChangeReallocatesBeforeTheNextGrab()

@@ -50,10 +50,61 @@ bool parsePoint(const QString& strText, double& dX, double& dY)
     return parseDouble(parts[0], dX) && parseDouble(parts[1], dY);
 }
 
+// A real camera: genicam:ADDRESS_OR_NAME, v4l2:DEVICE or auto. Empty string
+// when fine; bRecognised false when the value is none of these.
+QString parseRealCamera(const QString& strValue, DemoOptions& options, bool& bRecognised)
+{
+    const QString strOption = QStringLiteral("--camera");
+    bRecognised = true;
+    hostsim::CameraRequest request;
+    if (strValue == QLatin1String("auto")) {
+        request.type = hostsim::CameraType::Auto;
+    } else if (strValue.startsWith(QLatin1String("genicam:"))) {
+        // An IP address, or a device id / serial number as Aravis lists them
+        // (arv-tool-0.8 prints them), e.g. "Aravis-Fake-GV01".
+        static const QRegularExpression reAddress(QStringLiteral("^[A-Za-z0-9][A-Za-z0-9._:()\\- ]{0,127}$"));
+        request.type = hostsim::CameraType::GenICam;
+        request.address = strValue.mid(8);
+        if (!reAddress.match(request.address).hasMatch())
+            return invalid(strOption, strValue,
+                           QStringLiteral("expected genicam:ADDRESS_OR_NAME, e.g. genicam:192.168.1.20 or "
+                                          "genicam:Basler-12345678"));
+    } else if (strValue.startsWith(QLatin1String("v4l2:"))) {
+        request.type = hostsim::CameraType::V4L2;
+        QString strDevice = strValue.mid(5);
+        static const QRegularExpression reIndex(QStringLiteral("^[0-9]{1,2}$"));
+        if (reIndex.match(strDevice).hasMatch())
+            strDevice = QStringLiteral("/dev/video") + strDevice;
+        if (!strDevice.startsWith(QLatin1Char('/')))
+            return invalid(strOption, strValue, QStringLiteral("expected v4l2:DEVICE, e.g. v4l2:/dev/video0 or v4l2:0"));
+        const QFileInfo info(strDevice);
+        // A device that is not there may be plugged in later; one that is a
+        // plain file or a directory is a mistake.
+        if (info.exists() && (info.isDir() || info.isFile()))
+            return invalid(strOption, strValue, QStringLiteral("not a video device"));
+        request.address = strDevice;
+    } else {
+        bRecognised = false;
+        return QString();
+    }
+    if (!hostsim::cameraTypeAvailable(request.type))
+        return invalid(strOption, strValue, QStringLiteral("this build has no %1 camera")
+                                                .arg(hostsim::cameraTypeNames().value(int(request.type))));
+    options.cameras.append(request);
+    return QString();
+}
+
 // Checks one --camera value and fills the options; empty string when fine.
 QString parseCamera(const QString& strValue, DemoOptions& options)
 {
     const QString strOption = QStringLiteral("--camera");
+    bool bRecognised = false;
+    const QString strError = parseRealCamera(strValue, options, bRecognised);
+    if (bRecognised)
+        return strError;
+    hostsim::CameraRequest simulated;
+    simulated.type = hostsim::CameraType::Sim;
+    options.cameras.append(simulated);
     if (strValue == QLatin1String("sim")) {
         options.source = hostsim::FrameSource::Scene;
         return QString();
@@ -91,7 +142,10 @@ QString parseCamera(const QString& strValue, DemoOptions& options)
         options.picturePath = info.absoluteFilePath();
         return QString();
     }
-    return invalid(strOption, strValue, QStringLiteral("expected sim, picture:PATH, solid:#RRGGBB or pattern"));
+    options.cameras.removeLast();
+    return invalid(strOption, strValue,
+                   QStringLiteral("expected sim, picture:PATH, solid:#RRGGBB, pattern, genicam:ADDRESS_OR_NAME, "
+                                  "v4l2:DEVICE or auto"));
 }
 
 // Help text like QCommandLineParser's, which needs an application object
@@ -125,6 +179,21 @@ QString demoUsageHint()
 
 QString describeCameras(const DemoOptions& options)
 {
+    bool bReal = false;
+    for (const hostsim::CameraRequest& request : options.cameras)
+        bReal = bReal || request.type != hostsim::CameraType::Sim;
+    if (bReal) {
+        QStringList parts;
+        for (const hostsim::CameraRequest& request : options.cameras) {
+            switch (request.type) {
+            case hostsim::CameraType::GenICam: parts << QStringLiteral("genicam:") + request.address; break;
+            case hostsim::CameraType::V4L2: parts << QStringLiteral("v4l2:") + request.address; break;
+            case hostsim::CameraType::Auto: parts << QStringLiteral("auto"); break;
+            case hostsim::CameraType::Sim: parts << QStringLiteral("sim"); break;
+            }
+        }
+        return parts.join(QStringLiteral(", "));
+    }
     QString strSource;
     switch (options.source) {
     case hostsim::FrameSource::Scene: strSource = QStringLiteral("sim"); break;
@@ -160,14 +229,17 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
         QStringLiteral("DIR"));
     const QCommandLineOption optCamera(
         QStringLiteral("camera"),
-        QStringLiteral("Frame source: sim (default, the virtual workpiece under the machine), picture:PATH, "
-                       "solid:#RRGGBB or pattern."),
+        QStringLiteral("Camera: sim (default, the virtual workpiece under the machine), picture:PATH, "
+                       "solid:#RRGGBB, pattern, genicam:ADDRESS_OR_NAME (GigE Vision / USB3 Vision), v4l2:DEVICE "
+                       "(webcam) or auto. Repeat for several cameras. A real camera that does not answer yet is "
+                       "opened in the background."),
         QStringLiteral("SOURCE"));
     const QCommandLineOption optCameras(QStringLiteral("cameras"),
                                         QStringLiteral("Number of simulated cameras, 1..8 (default 1)."),
                                         QStringLiteral("N"));
     const QCommandLineOption optFrameSize(QStringLiteral("frame-size"),
-                                          QStringLiteral("Camera frame size (default 1280x1024)."),
+                                          QStringLiteral("Camera frame size (default 1280x1024; real cameras "
+                                                         "keep their own unless given)."),
                                           QStringLiteral("WxH"));
     const QCommandLineOption optGray(QStringLiteral("gray"), QStringLiteral("Gray cameras instead of colour ones."));
     const QCommandLineOption optLanguage(QStringLiteral("language"),
@@ -212,12 +284,27 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
         return result;
     }
 
-    // --camera
+    // --camera (repeatable)
     if (parser.isSet(optCamera)) {
-        options.cameraText = parser.value(optCamera);
-        result.error = parseCamera(options.cameraText, options);
-        if (!result.error.isEmpty())
+        const QStringList values = parser.values(optCamera);
+        options.cameraText = values.first();
+        int nSimulated = 0;
+        for (const QString& strValue : values) {
+            result.error = parseCamera(strValue, options);
+            if (!result.error.isEmpty())
+                return result;
+            if (options.cameras.last().type == hostsim::CameraType::Sim)
+                ++nSimulated;
+        }
+        if (values.size() > kDemoMaxCameras) {
+            result.error = QStringLiteral("option --camera: %1 cameras at most").arg(kDemoMaxCameras);
             return result;
+        }
+        if (nSimulated > 1) {
+            result.error = QStringLiteral("option --camera: one simulated source at most (use --cameras N for "
+                                          "several simulated cameras)");
+            return result;
+        }
     }
 
     // --cameras
@@ -227,6 +314,13 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
             result.error = invalid(QStringLiteral("--cameras"), strValue,
                                    QStringLiteral("expected a whole number from 1 to %1").arg(kDemoMaxCameras));
             return result;
+        }
+        for (const hostsim::CameraRequest& request : options.cameras) {
+            if (request.type != hostsim::CameraType::Sim) {
+                result.error = QStringLiteral("option --cameras counts simulated cameras; give --camera once for "
+                                              "each real camera");
+                return result;
+            }
         }
     }
 
@@ -247,6 +341,7 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
         }
         options.frameWidth = nWidth;
         options.frameHeight = nHeight;
+        options.frameSizeGiven = true;
     }
 
     options.gray = parser.isSet(optGray);

@@ -8,11 +8,16 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QVector>
 
 struct DemoOptions
 {
     QString workDir;                  // absolute; created by the parser
-    QString cameraText = QStringLiteral("sim"); // --camera as given
+    QString cameraText = QStringLiteral("sim"); // --camera as given (the first one)
+    // Every --camera in order; empty when none was given (the configuration's
+    // cameras, else one simulated camera). Simulated sources are Sim requests.
+    QVector<hostsim::CameraRequest> cameras;
+    bool frameSizeGiven = false;      // --frame-size also sizes real cameras
     hostsim::FrameSource source = hostsim::FrameSource::Scene;
     QString picturePath;              // absolute, FrameSource::Picture
     QColor solidColour;               // FrameSource::Solid
@@ -54,7 +59,8 @@ DemoParseResult parseDemoOptions(const QStringList& arguments,
 // "Try 'camera_host --help' for more information."
 QString demoUsageHint();
 
-// Short description of the cameras, e.g. "sim, 2 cameras 1280x1024 colour".
+// Short description of the cameras, e.g. "sim, 2 cameras 1280x1024 colour"
+// or "genicam:127.0.0.1, v4l2:/dev/video0".
 QString describeCameras(const DemoOptions& options);
 
 // Frame size limits accepted by --frame-size.

@@ -6,6 +6,7 @@
 #include "HXL_CameraUI.h"
 #include "IZKCostomCameraWidget.h"
 #include "auxiliary/HXLCameraWidget.h"
+#include "auxiliary/ZKCCDImageCombineUI.h"
 #include "HostSim.h"
 #include "SimCamera.h"
 #include "SimCameraManager.h"
@@ -129,7 +130,7 @@ void HostWindow::createPanel()
     }
     pLayout->addStretch(1);
     m_pCameraDock->setWidget(pHolder);
-    if (hostsim::SimCamera* pCamera = hostsim::HostSim::camera(hostsim::HostSim::cameraManager().GetCurCameraIndex()))
+    if (hostsim::HostCamera* pCamera = hostsim::HostSim::hostCamera(hostsim::HostSim::cameraManager().GetCurCameraIndex()))
         m_nGrabsAtStart = pCamera->grabCount();
 }
 
@@ -240,6 +241,12 @@ void HostWindow::buildMenus()
     });
     pSnapshot->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_P));
     m_pCameraMenu->addAction(tr("&Clear photos"), this, &HostWindow::clearSnapshots);
+    // The module's combine dialog; the combined picture lands on the drawing and
+    // the view zooms to it through the host's "ZoomToData" command.
+    m_pCameraMenu->addAction(tr("Combine images..."), this, [this]() {
+        ZKCCDImageCombineUI dialog(this);
+        dialog.exec();
+    });
     rebuildCameraActions();
 
     // Host events the panel handles, as the host application fires them.
@@ -429,7 +436,7 @@ void HostWindow::tick()
 {
     const hostsim::HostCallScope hostOwnCalls; // the host's own polling stays out of the journal
     readCameraState();
-    if (hostsim::SimCamera* pCamera = hostsim::HostSim::camera(m_nCurrentCamera))
+    if (hostsim::HostCamera* pCamera = hostsim::HostSim::hostCamera(m_nCurrentCamera))
         m_nFrames = pCamera->grabCount() - m_nGrabsAtStart;
     if (m_nCameraCount != m_cameraActions.size())
         rebuildCameraActions();
@@ -462,9 +469,9 @@ void HostWindow::updateStatus()
         return;
     }
     // Frame size of the current camera, from the facade (no journal lines).
-    hostsim::SimCamera* pSimCamera = hostsim::HostSim::camera(nCurrent);
-    m_nBufferWidth = pSimCamera ? pSimCamera->setup().width : 0;
-    m_nBufferHeight = pSimCamera ? pSimCamera->setup().height : 0;
+    hostsim::HostCamera* pSimCamera = hostsim::HostSim::hostCamera(nCurrent);
+    m_nBufferWidth = pSimCamera ? pSimCamera->frameWidth() : 0;
+    m_nBufferHeight = pSimCamera ? pSimCamera->frameHeight() : 0;
     const QString strSize = m_nBufferWidth > 0 ? QStringLiteral("%1 x %2").arg(m_nBufferWidth).arg(m_nBufferHeight)
                                                : tr("no frame yet");
     m_pCameraStatus->setText(tr("Camera %1/%2  %3").arg(nCurrent + 1).arg(nCount).arg(strSize));

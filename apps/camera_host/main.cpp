@@ -34,9 +34,8 @@ double cameraMmPerPixel(int nIndex)
     return s_scales[nIndex % int(sizeof(s_scales) / sizeof(s_scales[0]))];
 }
 
-void setUpCameras(const DemoOptions& options)
+void addSimulatedCameras(const DemoOptions& options)
 {
-    hostsim::HostSim::removeAllCameras();
     for (int i = 0; i < options.cameraCount; ++i) {
         hostsim::CameraSetup setup;
         setup.name = QStringLiteral("SimCam%1").arg(i + 1);
@@ -50,6 +49,33 @@ void setUpCameras(const DemoOptions& options)
             setup.solidColour = options.solidColour;
         hostsim::HostSim::addCamera(setup);
     }
+}
+
+// The cameras of --camera in order; without --camera the configuration's
+// "cameras" list when it has one, else the simulated camera. A real camera
+// that does not answer yet is kept: it opens in the background when it comes.
+bool setUpCameras(const DemoOptions& options, QString* pError)
+{
+    if (options.cameras.isEmpty() && hostsim::HostSim::camerasFromConfiguration())
+        return true;
+    hostsim::HostSim::removeAllCameras();
+    if (options.cameras.isEmpty()) {
+        addSimulatedCameras(options);
+        return true;
+    }
+    for (hostsim::CameraRequest request : options.cameras) {
+        if (request.type == hostsim::CameraType::Sim) {
+            addSimulatedCameras(options);
+            continue;
+        }
+        if (options.frameSizeGiven) {
+            request.width = options.frameWidth;
+            request.height = options.frameHeight;
+        }
+        if (!hostsim::HostSim::addCamera(request, pError))
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -90,7 +116,11 @@ int main(int argc, char* argv[])
 
     hostsim::HostSim::reset(options.workDir);
     hostsim::HostSim::setLanguage(options.language);
-    setUpCameras(options);
+    QString strCameraError;
+    if (!setUpCameras(options, &strCameraError)) {
+        printLine(stderr, QStringLiteral("camera_host: ") + strCameraError);
+        return 2;
+    }
     // The camera module reads its settings ("qcv.dat" in the work directory) once at start.
     HXL_CameraUI_ReadParam();
     hostsim::SimMachine& machine = hostsim::HostSim::machine();
@@ -153,5 +183,7 @@ int main(int argc, char* argv[])
     }
     // ... and writes them when the application ends.
     HXL_CameraUI_TellAppExit();
+    // Real cameras close their devices before the process ends.
+    hostsim::HostSim::removeAllCameras();
     return nExitCode;
 }

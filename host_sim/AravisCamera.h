@@ -1,0 +1,117 @@
+#pragma once
+
+// A GenICam camera (GigE Vision or USB3 Vision) through Aravis 0.8.
+
+#include "HostCamera.h"
+
+#include <QStringList>
+
+#include <cstdint>
+#include <optional>
+#include <thread>
+#include <vector>
+
+struct _ArvCamera;
+struct _ArvStream;
+
+namespace hostsim {
+
+struct GenicamSetup
+{
+    QString address;          // IP address, device id or serial; empty = the first camera found
+    QString name;             // shown to the operator; default "GenICam ADDRESS"
+    QString pixelFormat;      // e.g. "Mono8", "RGB8", "BayerRG8"; empty keeps the camera's
+    int width = 0;            // region size; 0 keeps the camera's
+    int height = 0;
+    double mmPerPixel = 0.02;
+    bool calibrated = true;
+    int retryMs = 1000;       // pause between attempts to (re)open the camera
+    int bufferCount = 4;      // stream buffers
+};
+
+// Settings read from the camera. Ranges come from the camera itself.
+struct GenicamParameters
+{
+    bool valid = false;       // read at least once since the camera was opened
+    bool hasExposure = false;
+    double exposureUs = 0.0, exposureMinUs = 0.0, exposureMaxUs = 0.0;
+    bool hasGain = false;
+    double gain = 0.0, gainMin = 0.0, gainMax = 0.0;
+    bool hasFrameRate = false;
+    double frameRate = 0.0, frameRateMin = 0.0, frameRateMax = 0.0;
+    QString pixelFormat;
+    QStringList pixelFormats;
+    int width = 0, height = 0;
+    QString vendor, model, deviceId;
+};
+
+class HXL_HOST_EXPORT AravisCamera : public StreamingCamera
+{
+public:
+    explicit AravisCamera(const GenicamSetup& setup);
+    ~AravisCamera() override;
+
+    QString typeName() const override { return QStringLiteral("GenICam"); }
+    void CreateParamWidget(QWidget* pContainer) override;
+
+    GenicamSetup setup() const { return m_setup; }
+    // Last values read from the camera (no device access).
+    GenicamParameters parameters() const;
+    // Posts a setting; the worker writes it to the camera and reads the
+    // settings back. Kept and written again whenever the camera is reopened.
+    void setExposureUs(double dExposureUs);
+    void setGain(double dGain);
+    void setFrameRate(double dFrameRate);
+    void setPixelFormat(const QString& strFormat);
+    // Has the worker read the settings from the camera again; false when that
+    // did not happen within nTimeoutMs (camera away). For tests and tools.
+    bool refreshParameters(int nTimeoutMs);
+
+    // Opens and closes the camera once (Auto camera choice); false with the reason.
+    static bool probe(const QString& strAddress, QString* pError);
+    // Device ids of the cameras Aravis finds (takes about a second).
+    static QStringList discover();
+    // Converts one image of the camera into the host's format (CV_8UC1 gray or
+    // CV_8UC3 RGB, continuous). nStride 0 = rows packed. False with the reason
+    // for formats the host does not take.
+    static bool convertFrame(uint32_t nPixelFormat, int nWidth, int nHeight, const void* pData, size_t nSize,
+                             cv::Mat& out, QString* pError, size_t nStride = 0);
+    static QString pixelFormatName(uint32_t nPixelFormat);
+
+protected:
+    bool openDevice(QString& strError) override;
+    ReadResult readFrame(cv::Mat& frame, int nTimeoutMs, QString& strError) override;
+    bool probeDevice() override;
+    void closeDevice() override;
+    void serviceDevice() override;
+    int silenceLimitMs() const override;
+
+private:
+    bool startStream(QString& strError);
+    void stopStream();
+    void readParameters();
+    static void onControlLost(void* pDevice, void* pSelf);
+
+    const GenicamSetup m_setup;
+    // Worker thread only.
+    _ArvCamera* m_pCamera = nullptr;
+    _ArvStream* m_pStream = nullptr;
+    unsigned long m_nLostHandler = 0;
+    std::atomic<bool> m_bControlLost{false};
+    bool m_bGone = false; // the device stopped answering: no goodbye commands
+    // Releasing a camera that has gone waits for its command timeouts; that
+    // happens on these threads so that reopening starts at once.
+    std::vector<std::thread> m_releasers;
+
+    // Posted settings, guarded by m_settingsMutex.
+    mutable std::mutex m_settingsMutex;
+    std::condition_variable m_refreshed;
+    std::optional<double> m_exposureUs, m_gain, m_frameRate;
+    std::optional<QString> m_pixelFormat;
+    bool m_bSettingsDirty = false;
+    quint64 m_nRefreshWanted = 0;
+    quint64 m_nRefreshDone = 0;
+    GenicamParameters m_parameters;
+};
+
+} // namespace hostsim

@@ -1,0 +1,438 @@
+#include "HostCamera.h"
+
+#include "HostJournal.h"
+#include "HostSim.h"
+#include "HostState.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+
+namespace hostsim {
+
+qint64 steadyMicroseconds()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// --- HostCalibration ---------------------------------------------------------
+
+void HostCalibration::ImageToMachine(double dPixelX, double dPixelY, double& dMachineX, double& dMachineY)
+{
+    const HostState& state = hostState();
+    m_pCamera->pixelToMachine(dPixelX, dPixelY, state.dCalX, state.dCalY, dMachineX, dMachineY);
+    HostSim::journal().append(QStringLiteral("IZKCameraCalibration::ImageToMachine(%1, %2)")
+                                  .arg(jnum(dPixelX), jnum(dPixelY)));
+}
+
+void HostCalibration::GetMmPerPixel(double& dMmPerPixelX, double& dMmPerPixelY)
+{
+    HostSim::journal().append(QStringLiteral("IZKCameraCalibration::GetMmPerPixel()"));
+    dMmPerPixelX = dMmPerPixelY = m_pCamera->mmPerPixel();
+}
+
+bool HostCalibration::IsCalibrated()
+{
+    return m_pCamera->isCalibrated();
+}
+
+// --- HostCamera ----------------------------------------------------------------
+
+HostCamera::HostCamera() = default;
+HostCamera::~HostCamera() = default;
+
+ImageAdapter* HostCamera::GetImageAdapter()
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageAdapter()") + journalTag());
+    return &m_adapter;
+}
+
+IZKCameraCalibration* HostCamera::GetCalibration()
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetCalibration()") + journalTag());
+    return &m_calibration;
+}
+
+void HostCamera::pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
+                                double& dMachineY) const
+{
+    const double k = mmPerPixel();
+    dMachineX = dAtX + (dPixelX - frameWidth() / 2.0) * k;
+    dMachineY = dAtY - (dPixelY - frameHeight() / 2.0) * k;
+}
+
+void HostCamera::machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
+                                double& dPixelY) const
+{
+    const double k = mmPerPixel();
+    dPixelX = frameWidth() / 2.0 + (dMachineX - dAtX) / k;
+    dPixelY = frameHeight() / 2.0 - (dMachineY - dAtY) / k;
+}
+
+// --- StreamingCamera -----------------------------------------------------------
+
+StreamingCamera::StreamingCamera(const Options& options) : m_options(options), m_bCalibrated(options.calibrated) {}
+
+StreamingCamera::~StreamingCamera()
+{
+    // Derived destructors stop the worker; this is the last guard.
+    stopWorker();
+}
+
+QString StreamingCamera::journalTag() const
+{
+    return QStringLiteral(" [%1]").arg(m_options.name);
+}
+
+void StreamingCamera::startWorker()
+{
+    if (m_worker.joinable())
+        return;
+    m_bQuit = false;
+    m_worker = std::thread([this] { run(); });
+}
+
+void StreamingCamera::stopWorker()
+{
+    if (!m_worker.joinable())
+        return;
+    m_bQuit = true;
+    wakeWorker();
+    m_worker.join();
+}
+
+void StreamingCamera::wakeWorker()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_bWakeRequested = true;
+    }
+    m_wake.notify_all();
+}
+
+void StreamingCamera::setError(const QString& strError)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_strError = strError;
+}
+
+void StreamingCamera::run()
+{
+    bool bOpen = false;
+    bool bReportedWaiting = false;
+    qint64 nLastFrameUs = 0;
+    auto closeIfOpen = [this, &bOpen] {
+        if (bOpen)
+            closeDevice();
+        bOpen = false;
+    };
+    // Waits for a wake-up (a setting, StartGrab, the end) or nMs.
+    auto pause = [this](int nMs) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_wake.wait_for(lock, std::chrono::milliseconds(nMs), [this] { return m_bWakeRequested || m_bQuit.load(); });
+        m_bWakeRequested = false;
+    };
+
+    while (!m_bQuit) {
+        bool bWanted = true;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            bWanted = m_bWanted && !m_bEnded;
+        }
+        if (!bWanted) {
+            closeIfOpen();
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_state = m_bEnded ? State::Ended : State::Stopped;
+            }
+            pause(200);
+            continue;
+        }
+        if (!bOpen) {
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_state = State::Connecting;
+            }
+            QString strError;
+            bOpen = openDevice(strError);
+            if (!bOpen) {
+                closeDevice();
+                {
+                    std::lock_guard<std::mutex> lock(m_mutex);
+                    m_strError = strError;
+                }
+                if (!bReportedWaiting) {
+                    std::fprintf(stderr, "host_sim: camera %s not available (%s); retrying in the background\n",
+                                 qPrintable(m_options.name), qPrintable(strError));
+                    bReportedWaiting = true;
+                }
+                pause(m_options.retryMs);
+                continue;
+            }
+            if (bReportedWaiting)
+                std::fprintf(stderr, "host_sim: camera %s is back\n", qPrintable(m_options.name));
+            bReportedWaiting = false;
+            nLastFrameUs = steadyMicroseconds();
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_state = State::Streaming;
+            m_strError.clear();
+            ++m_nOpenCount;
+        }
+
+        serviceDevice();
+        cv::Mat frame;
+        QString strError;
+        const ReadResult result = readFrame(frame, 100, strError);
+        if (result == ReadResult::Frame && !frame.empty()) {
+            nLastFrameUs = steadyMicroseconds();
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_newest = frame;
+                m_nNewestUs = nLastFrameUs;
+                m_strError.clear();
+                ++m_nFrames;
+                m_nWidth = frame.cols;
+                m_nHeight = frame.rows;
+                m_bColour = frame.channels() == 3;
+            }
+            m_frameArrived.notify_all();
+            continue;
+        }
+        bool bLost = result == ReadResult::Lost;
+        if (!bLost && steadyMicroseconds() - nLastFrameUs > qint64(silenceLimitMs()) * 1000) {
+            // A silent device may only be slow (long exposure, trigger): ask it.
+            bLost = !probeDevice();
+            if (!bLost)
+                nLastFrameUs = steadyMicroseconds();
+            else if (strError.isEmpty())
+                strError = QStringLiteral("the camera stopped answering");
+        }
+        if (bLost) {
+            std::fprintf(stderr, "host_sim: camera %s lost (%s); reopening in the background\n",
+                         qPrintable(m_options.name), qPrintable(strError));
+            bReportedWaiting = true;
+            closeIfOpen();
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_state = State::Connecting;
+                m_strError = strError.isEmpty() ? QStringLiteral("the camera went away") : strError;
+            }
+            pause(m_options.retryMs);
+        }
+    }
+    closeIfOpen();
+}
+
+int StreamingCamera::StartGrab()
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::StartGrab()") + journalTag());
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_bEnded)
+            return -1;
+        m_bWanted = true;
+    }
+    wakeWorker();
+    return 0;
+}
+
+int StreamingCamera::StopGrab()
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::StopGrab()") + journalTag());
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_bWanted = false;
+    }
+    wakeWorker();
+    return 0;
+}
+
+bool StreamingCamera::IsColorful()
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::IsColorful()") + journalTag());
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bAnnouncedColour = m_bColour;
+    return m_bColour;
+}
+
+int StreamingCamera::GetImageWidth(bool bCurrent)
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageWidth(%1)").arg(bCurrent) + journalTag());
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!bCurrent)
+        return m_nLastWidth;
+    m_nAnnouncedWidth = m_nWidth;
+    return m_nWidth;
+}
+
+int StreamingCamera::GetImageHeight(bool bCurrent)
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageHeight(%1)").arg(bCurrent) + journalTag());
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!bCurrent)
+        return m_nLastHeight;
+    m_nAnnouncedHeight = m_nHeight;
+    return m_nHeight;
+}
+
+int StreamingCamera::copyNewest(unsigned char* pBuffer, cv::Mat* pFrame)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (m_bEnded)
+        return 1;
+    if (!pBuffer && !pFrame)
+        return 2;
+    if (m_state != State::Streaming)
+        return 2;
+    // Nothing new since the last grab: wait at most about one frame for the
+    // next one, so that a live view gets every frame without ever waiting on
+    // a camera that stopped.
+    if (m_nFrames == m_nDelivered || m_newest.empty())
+        m_frameArrived.wait_for(lock, std::chrono::milliseconds(40), [this, nSeen = m_nFrames] {
+            return m_nFrames != nSeen || m_bEnded;
+        });
+    if (m_bEnded)
+        return 1;
+    if (m_newest.empty() || steadyMicroseconds() - m_nNewestUs > qint64(m_options.staleMs) * 1000)
+        return 2;
+    if (pBuffer) {
+        // The client sized its buffer from the format announced last.
+        const bool bColour = m_newest.channels() == 3;
+        if (m_newest.cols != m_nAnnouncedWidth || m_newest.rows != m_nAnnouncedHeight || bColour != m_bAnnouncedColour)
+            return 2;
+        std::memcpy(pBuffer, m_newest.data, m_newest.total() * m_newest.elemSize());
+    } else {
+        *pFrame = m_newest.clone();
+    }
+    m_nDelivered = m_nFrames;
+    m_nLastWidth = m_newest.cols;
+    m_nLastHeight = m_newest.rows;
+    ++m_nGrabCount;
+    return 0;
+}
+
+int StreamingCamera::GrabImage(unsigned char* pBuffer)
+{
+    HostSim::journal().append(QStringLiteral("IZKVisionCamera::GrabImage(%1)").arg(pBuffer ? "buffer" : "null") +
+                              journalTag());
+    if (!pBuffer) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_bEnded ? 1 : 2;
+    }
+    return copyNewest(pBuffer, nullptr);
+}
+
+int StreamingCamera::grabFrame(cv::Mat& frame)
+{
+    return copyNewest(nullptr, &frame);
+}
+
+std::string StreamingCamera::GetCameraName()
+{
+    return m_options.name.toStdString();
+}
+
+int StreamingCamera::frameWidth() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nWidth;
+}
+
+int StreamingCamera::frameHeight() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nHeight;
+}
+
+double StreamingCamera::mmPerPixel() const
+{
+    return m_options.mmPerPixel;
+}
+
+bool StreamingCamera::isCalibrated() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_bCalibrated;
+}
+
+void StreamingCamera::setCalibrated(bool bCalibrated)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bCalibrated = bCalibrated;
+}
+
+void StreamingCamera::retire()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_bEnded = true;
+        m_bWanted = false;
+    }
+    m_frameArrived.notify_all();
+    // The device is closed before this returns: nothing of the camera keeps
+    // running for a host state that is gone.
+    stopWorker();
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_state = State::Ended;
+}
+
+StreamingCamera::State StreamingCamera::state() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_state;
+}
+
+QString StreamingCamera::lastError() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_strError;
+}
+
+quint64 StreamingCamera::framesReceived() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nFrames;
+}
+
+int StreamingCamera::openCount() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nOpenCount;
+}
+
+bool StreamingCamera::waitForFrame(quint64 nAfterFrame, int nTimeoutMs) const
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_frameArrived.wait_for(lock, std::chrono::milliseconds(nTimeoutMs),
+                                   [this, nAfterFrame] { return m_nFrames > nAfterFrame; });
+}
+
+qint64 StreamingCamera::newestFrameArrivalUs() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nNewestUs;
+}
+
+QString StreamingCamera::statusText() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    switch (m_state) {
+    case State::Streaming:
+        return m_nFrames ? QStringLiteral("streaming %1 x %2 %3")
+                               .arg(m_nWidth)
+                               .arg(m_nHeight)
+                               .arg(m_bColour ? QStringLiteral("colour") : QStringLiteral("gray"))
+                         : QStringLiteral("open, waiting for the first frame");
+    case State::Connecting:
+        return m_strError.isEmpty() ? QStringLiteral("opening") : QStringLiteral("waiting: ") + m_strError;
+    case State::Stopped:
+        return QStringLiteral("stopped");
+    case State::Ended:
+        return QStringLiteral("ended");
+    }
+    return QString();
+}
+
+} // namespace hostsim

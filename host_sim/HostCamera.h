@@ -1,0 +1,246 @@
+#pragma once
+
+// Cameras of the replacement host. HostCamera is what the camera manager
+// needs of any camera beyond the host interface (a grab for its own use, the
+// picture buffers, the frame geometry); StreamingCamera is the common part of
+// the real cameras: a worker thread that opens the device, keeps the newest
+// frame and reopens the device when it goes away.
+
+#include "host/IZKVisionCameraManager.h"
+
+#include <QImage>
+#include <QString>
+
+#include <opencv2/core.hpp>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace hostsim {
+
+class HostCamera;
+
+// Picture buffers of a camera. Pixels are stored as cv::Mat: CV_8UC3 in RGB
+// order for colour, CV_8UC1 for gray; always continuous (rows packed).
+class HXL_HOST_EXPORT SimImageAdapter : public ImageAdapter
+{
+public:
+    SimImageAdapter();
+    ~SimImageAdapter() override;
+
+    int ReadFile(std::string strPath) override;
+    void setSrcData() override;
+    void bufferUseSrc() override;
+    void Release() override;
+    void ReleaseSrc() override;
+    bool IsEmpty() override;
+    unsigned char* GetBuffer() override;
+    int GetWidth() override;
+    int GetHeight() override;
+    int GetChannels() override;
+    IZKDbImage* CreateDbImage() override;
+
+    // Host side (no journal lines).
+    cv::Mat& buffer() { return m_buffer; }
+    cv::Mat& source() { return m_source; }
+    void setBuffer(const cv::Mat& image); // deep copy
+    QImage bufferImage() const;            // copy of the working buffer as a QImage
+
+private:
+    cv::Mat m_buffer;
+    cv::Mat m_source;
+};
+
+// Pixel to machine millimetres for a camera whose optical axis sits on the
+// machine's head: the picture centre is the machine position, x to the right,
+// picture y downward = machine y decreasing.
+class HXL_HOST_EXPORT HostCalibration : public IZKCameraCalibration
+{
+public:
+    explicit HostCalibration(HostCamera* pCamera) : m_pCamera(pCamera) {}
+    void ImageToMachine(double dPixelX, double dPixelY, double& dMachineX, double& dMachineY) override;
+    void GetMmPerPixel(double& dMmPerPixelX, double& dMmPerPixelY) override;
+    bool IsCalibrated() override;
+
+private:
+    HostCamera* m_pCamera;
+};
+
+// The simulated camera's calibration is the common one.
+using SimCalibration = HostCalibration;
+
+class HXL_HOST_EXPORT HostCamera : public IZKVisionCamera
+{
+public:
+    HostCamera();
+    ~HostCamera() override;
+
+    ImageAdapter* GetImageAdapter() override;
+    IZKCameraCalibration* GetCalibration() override;
+
+    // Kind of camera as written in the configuration's "type" field.
+    virtual QString typeName() const = 0;
+    // A grab for the host's own use (no journal line): fills frame with a
+    // copy of the newest frame (CV_8UC3 RGB or CV_8UC1); 0 or the failure
+    // answer GrabImage would give.
+    virtual int grabFrame(cv::Mat& frame) = 0;
+    // Size of the frames the camera delivers now; 0 while unknown.
+    virtual int frameWidth() const = 0;
+    virtual int frameHeight() const = 0;
+    virtual double mmPerPixel() const = 0;
+    virtual bool isCalibrated() const = 0;
+    virtual void setCalibrated(bool bCalibrated) = 0;
+    // Frames copied out by GrabImage and grabFrame so far.
+    virtual int grabCount() const = 0;
+    // The camera ends for good (GrabImage(null) answers 1 from now on).
+    virtual void retire() = 0;
+    // One line for the operator: "streaming 1280x1024 Mono8", "waiting: ...".
+    virtual QString statusText() const { return QString(); }
+
+    // Picture-pixel to machine mapping at a given machine position
+    // (continuous pixel coordinates: pixel i covers [i, i+1)).
+    virtual void pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
+                                double& dMachineY) const;
+    virtual void machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
+                                double& dPixelY) const;
+
+    SimImageAdapter& adapter() { return m_adapter; }
+
+protected:
+    // " [name]" after the journal lines of this camera.
+    virtual QString journalTag() const = 0;
+
+private:
+    SimImageAdapter m_adapter;
+    HostCalibration m_calibration{this};
+};
+
+// A real camera served by a worker thread. All device calls happen on that
+// thread: the GUI and the panel's live-video thread only read the newest
+// frame and post settings, so none of them waits for a device that has gone.
+class HXL_HOST_EXPORT StreamingCamera : public HostCamera
+{
+public:
+    enum class State
+    {
+        Connecting, // opening the device (or waiting to try again)
+        Streaming,  // frames arrive
+        Stopped,    // StopGrab: device closed until StartGrab
+        Ended       // retired for good
+    };
+
+    struct Options
+    {
+        QString name;
+        double mmPerPixel = 0.02;
+        bool calibrated = true;
+        int retryMs = 1000;      // pause between attempts to open the device
+        int staleMs = 1000;      // a frame older than this is not handed out
+        int silenceMs = 3000;    // no frame for this long: the device is checked
+    };
+
+    explicit StreamingCamera(const Options& options);
+    ~StreamingCamera() override;
+
+    int StartGrab() override;
+    int StopGrab() override;
+    bool IsColorful() override;
+    int GetImageWidth(bool bCurrent) override;
+    int GetImageHeight(bool bCurrent) override;
+    int GrabImage(unsigned char* pBuffer) override;
+    std::string GetCameraName() override;
+
+    int grabFrame(cv::Mat& frame) override;
+    int frameWidth() const override;
+    int frameHeight() const override;
+    double mmPerPixel() const override;
+    bool isCalibrated() const override;
+    void setCalibrated(bool bCalibrated) override;
+    int grabCount() const override { return m_nGrabCount.load(); }
+    void retire() override;
+    QString statusText() const override;
+
+    State state() const;
+    // Why the device is not streaming (empty while it is).
+    QString lastError() const;
+    // Frames received from the device, and how often it was (re)opened.
+    quint64 framesReceived() const;
+    int openCount() const;
+    // Blocks the caller (tests, benchmarks) until a frame newer than
+    // nAfterFrame arrived; false on timeout.
+    bool waitForFrame(quint64 nAfterFrame, int nTimeoutMs) const;
+    // Time the newest frame arrived, steady clock in microseconds (0 = none).
+    qint64 newestFrameArrivalUs() const;
+
+protected:
+    enum class ReadResult
+    {
+        Frame,
+        Timeout,
+        Lost
+    };
+
+    // Worker-thread hooks. openDevice prepares streaming (false with a reason
+    // when the device is not there); readFrame waits up to nTimeoutMs for the
+    // next frame (CV_8UC3 RGB or CV_8UC1); probeDevice checks a silent device
+    // still answers; closeDevice releases everything, also after a loss.
+    virtual bool openDevice(QString& strError) = 0;
+    virtual ReadResult readFrame(cv::Mat& frame, int nTimeoutMs, QString& strError) = 0;
+    virtual bool probeDevice() { return true; }
+    virtual void closeDevice() = 0;
+    // Applies settings posted from other threads (worker thread, device open).
+    virtual void serviceDevice() {}
+    // How long the device may send nothing before it is asked whether it is still there.
+    virtual int silenceLimitMs() const { return m_options.silenceMs; }
+
+    // Derived classes start the worker at the end of their constructor and
+    // stop it at the start of their destructor: the hooks are theirs.
+    void startWorker();
+    void stopWorker();
+    // Wakes the worker (after posting a setting).
+    void wakeWorker();
+    bool stopRequested() const { return m_bQuit.load(); }
+    void setError(const QString& strError);
+    QString journalTag() const override;
+
+private:
+    void run();
+    // Copies the newest frame if it is fresh and has the format announced
+    // last (nBytes 0 = any format); 0 or the GrabImage answer.
+    int copyNewest(unsigned char* pBuffer, cv::Mat* pFrame);
+
+    const Options m_options;
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_frameArrived;
+    std::condition_variable m_wake;
+    std::thread m_worker;
+    std::atomic<bool> m_bQuit{false};
+    std::atomic<int> m_nGrabCount{0};
+
+    // Guarded by m_mutex.
+    State m_state = State::Connecting;
+    bool m_bWanted = true;
+    bool m_bEnded = false;
+    bool m_bCalibrated = true;
+    bool m_bWakeRequested = false;
+    QString m_strError;
+    cv::Mat m_newest;
+    qint64 m_nNewestUs = 0;
+    quint64 m_nFrames = 0;
+    quint64 m_nDelivered = 0;
+    int m_nOpenCount = 0;
+    int m_nWidth = 0, m_nHeight = 0;
+    bool m_bColour = false;
+    // Format last announced to a client through IsColorful / GetImage*(true):
+    // the client sized its buffer from it.
+    int m_nAnnouncedWidth = 0, m_nAnnouncedHeight = 0;
+    bool m_bAnnouncedColour = false;
+    int m_nLastWidth = 0, m_nLastHeight = 0;
+};
+
+HXL_HOST_EXPORT qint64 steadyMicroseconds();
+
+} // namespace hostsim

@@ -1,0 +1,477 @@
+// The GenICam camera against Aravis's fake GigE Vision camera on loopback:
+// frames into the panel's live view, the camera parameter dialog, and a
+// camera that is killed and started again.
+
+#include "PanelTestSupport.h"
+
+#include "HXL_RefreshCameraThread.h"
+#include "display/HXLDisplayLabel.h"
+#include "auxiliary/HXLCameraParameterSettingDialog.h"
+
+#include "AravisCamera.h"
+#include "HostSim.h"
+#include "SimCamera.h"
+#include "SimCameraManager.h"
+
+#undef signals
+#include <arv.h>
+#define signals Q_SIGNALS
+
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <vector>
+
+#include <csignal>
+#include <sys/prctl.h>
+
+using hostsim::AravisCamera;
+using hostsim::HostSim;
+using hostsim::StreamingCamera;
+using namespace panel_test;
+
+namespace {
+
+const QString kAddress = QStringLiteral("127.0.0.1");
+
+QString fakeCameraProgram()
+{
+#ifdef HXL_ARV_FAKE_CAMERA
+    if (QFileInfo(QStringLiteral(HXL_ARV_FAKE_CAMERA)).isExecutable())
+        return QStringLiteral(HXL_ARV_FAKE_CAMERA);
+#endif
+    return QStandardPaths::findExecutable(QStringLiteral("arv-fake-gv-camera-0.8"));
+}
+
+// A child that the kernel kills when this test process dies, however it dies.
+class ChildProcess : public QProcess
+{
+protected:
+    void setupChildProcess() override { ::prctl(PR_SET_PDEATHSIG, SIGKILL); }
+};
+
+// Aravis's fake camera as a child process: started, waited for until it
+// answers, killed by its process id. Never outlives the test.
+class FakeCamera
+{
+public:
+    ~FakeCamera() { stop(); }
+
+    bool start(QString* pError)
+    {
+        const QString program = fakeCameraProgram();
+        if (program.isEmpty()) {
+            *pError = QStringLiteral("arv-fake-gv-camera-0.8 not found: install aravis-tools (scripts/setup.sh does)");
+            return false;
+        }
+        m_process.setProgram(program);
+        m_process.setArguments({QStringLiteral("-i"), kAddress});
+        m_process.setProcessChannelMode(QProcess::MergedChannels);
+        m_process.start();
+        if (!m_process.waitForStarted(5000)) {
+            *pError = QStringLiteral("%1 did not start: %2").arg(program, m_process.errorString());
+            return false;
+        }
+        // It answers within a few milliseconds once its socket is bound.
+        QElapsedTimer clock;
+        clock.start();
+        QString strWhy;
+        while (clock.elapsed() < 5000) {
+            if (m_process.state() != QProcess::Running) {
+                *pError = QStringLiteral("the fake camera ended at once: %1")
+                              .arg(QString::fromLocal8Bit(m_process.readAll()).trimmed());
+                return false;
+            }
+            if (AravisCamera::probe(kAddress, &strWhy))
+                return true;
+            QThread::msleep(50);
+        }
+        *pError = QStringLiteral("the fake camera does not answer at %1 after 5 s: %2").arg(kAddress, strWhy);
+        stop();
+        return false;
+    }
+
+    void stop()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        m_process.kill(); // SIGKILL to its process id
+        m_process.waitForFinished(3000);
+    }
+
+    bool isRunning() const { return m_process.state() == QProcess::Running; }
+
+private:
+    ChildProcess m_process;
+};
+
+// Runs arv-tool-0.8 (another client) and returns what it prints.
+QString arvTool(const QStringList& arguments)
+{
+    const QString program = QStandardPaths::findExecutable(QStringLiteral("arv-tool-0.8"));
+    if (program.isEmpty())
+        return QString();
+    QProcess tool;
+    tool.start(program, arguments);
+    if (!tool.waitForFinished(5000)) {
+        tool.kill();
+        tool.waitForFinished(1000);
+        return QString();
+    }
+    return QString::fromLocal8Bit(tool.readAllStandardOutput());
+}
+
+} // namespace
+
+class tst_GenicamCamera : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    FakeCamera m_fake;
+
+    AravisCamera* addFakeCamera(const QString& strFormat, int nWidth = 1280, int nHeight = 1024)
+    {
+        HostSim::removeAllCameras();
+        hostsim::CameraRequest request;
+        request.type = hostsim::CameraType::GenICam;
+        request.address = kAddress;
+        request.pixelFormat = strFormat;
+        request.width = nWidth;
+        request.height = nHeight;
+        QString strError;
+        auto* pCamera = dynamic_cast<AravisCamera*>(HostSim::addCamera(request, &strError));
+        if (!pCamera)
+            qWarning("%s", qPrintable(strError));
+        return pCamera;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        // Another camera answering at the address would make every result here meaningless.
+        QString strWhy;
+        QVERIFY2(!AravisCamera::probe(kAddress, &strWhy),
+                 "a GigE Vision camera already answers at 127.0.0.1 (a fake camera left running?); stop it first");
+        QString strError;
+        QVERIFY2(m_fake.start(&strError), qPrintable(strError));
+    }
+
+    void cleanupTestCase()
+    {
+        HostSim::removeAllCameras();
+        m_fake.stop();
+    }
+
+    void init() { freshHost(m_dir); }
+
+    void cleanup()
+    {
+        // Closes the camera (and its worker) before the next test, and brings
+        // back a fake camera that a failed test left stopped.
+        HostSim::removeAllCameras();
+        QString strError;
+        if (!m_fake.isRunning() && !m_fake.start(&strError))
+            qWarning("%s", qPrintable(strError));
+    }
+
+    void typeNameTable()
+    {
+        QCOMPARE(hostsim::cameraTypeNames(),
+                 QStringList({QStringLiteral("Auto"), QStringLiteral("Sim"), QStringLiteral("GenICam"),
+                              QStringLiteral("V4L2")}));
+        hostsim::CameraType type = hostsim::CameraType::Sim;
+        QVERIFY(hostsim::cameraTypeFromName(QStringLiteral("genicam"), type));
+        QCOMPARE(type, hostsim::CameraType::GenICam);
+        QVERIFY(!hostsim::cameraTypeFromName(QStringLiteral("firewire"), type));
+        QVERIFY(hostsim::cameraTypeAvailable(hostsim::CameraType::GenICam));
+    }
+
+    void frameConversions_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<uint>("pixelFormat");
+        QTest::newRow("BGR8") << QStringLiteral("BGR8") << uint(ARV_PIXEL_FORMAT_BGR_8_PACKED);
+        QTest::newRow("RGB8") << QStringLiteral("RGB8") << uint(ARV_PIXEL_FORMAT_RGB_8_PACKED);
+        QTest::newRow("BayerRG8") << QStringLiteral("RG") << uint(ARV_PIXEL_FORMAT_BAYER_RG_8);
+        QTest::newRow("BayerGR8") << QStringLiteral("GR") << uint(ARV_PIXEL_FORMAT_BAYER_GR_8);
+        QTest::newRow("BayerGB8") << QStringLiteral("GB") << uint(ARV_PIXEL_FORMAT_BAYER_GB_8);
+        QTest::newRow("BayerBG8") << QStringLiteral("BG") << uint(ARV_PIXEL_FORMAT_BAYER_BG_8);
+    }
+
+    // An orange picture (R 240, G 120, B 20) as each format carries it comes out orange.
+    void frameConversions()
+    {
+        QFETCH(QString, format);
+        QFETCH(uint, pixelFormat);
+        const int w = 16, h = 12;
+        const int rgb[3] = {240, 120, 20};
+        std::vector<unsigned char> data;
+        if (format == QLatin1String("BGR8") || format == QLatin1String("RGB8")) {
+            const bool bBgr = format == QLatin1String("BGR8");
+            for (int i = 0; i < w * h; ++i)
+                for (int c = 0; c < 3; ++c)
+                    data.push_back(static_cast<unsigned char>(rgb[bBgr ? 2 - c : c]));
+        } else {
+            // The pattern names the first row's first two colours.
+            for (int y = 0; y < h; ++y) {
+                for (int x = 0; x < w; ++x) {
+                    QChar c;
+                    if (y % 2 == 0)
+                        c = format.at(x % 2);
+                    else {
+                        // Row 1 of RG is GB, of GR is BG, of GB is RG, of BG is GR.
+                        const QString second = format == QLatin1String("RG")   ? QStringLiteral("GB")
+                                               : format == QLatin1String("GR") ? QStringLiteral("BG")
+                                               : format == QLatin1String("GB") ? QStringLiteral("RG")
+                                                                               : QStringLiteral("GR");
+                        c = second.at(x % 2);
+                    }
+                    data.push_back(static_cast<unsigned char>(c == QLatin1Char('R')   ? rgb[0]
+                                                              : c == QLatin1Char('G') ? rgb[1]
+                                                                                      : rgb[2]));
+                }
+            }
+        }
+        cv::Mat out;
+        QString strWhy;
+        QVERIFY2(AravisCamera::convertFrame(pixelFormat, w, h, data.data(), data.size(), out, &strWhy),
+                 qPrintable(strWhy));
+        QCOMPARE(out.type(), CV_8UC3);
+        const cv::Vec3b p = out.at<cv::Vec3b>(h / 2, w / 2);
+        QVERIFY2(std::abs(p[0] - rgb[0]) <= 3 && std::abs(p[1] - rgb[1]) <= 3 && std::abs(p[2] - rgb[2]) <= 3,
+                 qPrintable(QStringLiteral("(%1, %2, %3)").arg(p[0]).arg(p[1]).arg(p[2])));
+    }
+
+    void unsupportedOrShortFramesAreRefused()
+    {
+        std::vector<unsigned char> data(100);
+        cv::Mat out;
+        QString strWhy;
+        QVERIFY(!AravisCamera::convertFrame(ARV_PIXEL_FORMAT_MONO_8, 16, 16, data.data(), data.size(), out, &strWhy));
+        QVERIFY2(strWhy.contains(QStringLiteral("too short")), qPrintable(strWhy));
+        QVERIFY(!AravisCamera::convertFrame(0x01100007u /* Mono16 */, 4, 4, data.data(), data.size(), out, &strWhy));
+        QVERIFY2(strWhy.contains(QStringLiteral("not supported")), qPrintable(strWhy));
+        // Mono8 with padded rows.
+        for (int i = 0; i < 100; ++i)
+            data[size_t(i)] = static_cast<unsigned char>(i);
+        QVERIFY(AravisCamera::convertFrame(ARV_PIXEL_FORMAT_MONO_8, 8, 4, data.data(), data.size(), out, &strWhy, 10));
+        QCOMPARE(int(out.at<unsigned char>(1, 0)), 10);
+        QVERIFY(out.isContinuous());
+    }
+
+    void opensByAddressWithoutDiscovery()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        QString strWhy;
+        QVERIFY2(AravisCamera::probe(kAddress, &strWhy), qPrintable(strWhy));
+        // Discovery over loopback takes about a second; by address it is a few milliseconds.
+        QVERIFY2(clock.elapsed() < 900, qPrintable(QStringLiteral("%1 ms").arg(clock.elapsed())));
+    }
+
+    void framesReachTheLiveView_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<bool>("colour");
+        QTest::newRow("Mono8") << QStringLiteral("Mono8") << false;
+        QTest::newRow("RGB8") << QStringLiteral("RGB8") << true;
+    }
+
+    void framesReachTheLiveView()
+    {
+        QFETCH(QString, format);
+        QFETCH(bool, colour);
+        AravisCamera* pCamera = addFakeCamera(format);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QCOMPARE(pCamera->parameters().pixelFormat, format);
+        QCOMPARE(pCamera->IsColorful(), colour);
+        QCOMPARE(pCamera->GetImageWidth(true), 1280);
+        QCOMPARE(pCamera->GetImageHeight(true), 1024);
+
+        PanelPtr pPanel(makePanel());
+        pPanel->show();
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->grabCount() >= 3, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(!labelPixmap(pPanel->m_pShowLabel).isNull(), 5000);
+        QCOMPARE(pPanel->m_pRefreshThread->bufferBytes(), 1280 * 1024 * (colour ? 3 : 1));
+        QCOMPARE(pCamera->GetImageWidth(false), 1280);
+        QCOMPARE(pCamera->GetImageHeight(false), 1024);
+
+        // The host's own grab gives the same format.
+        cv::Mat frame;
+        QCOMPARE(pCamera->grabFrame(frame), 0);
+        QCOMPARE(frame.cols, 1280);
+        QCOMPARE(frame.rows, 1024);
+        QCOMPARE(frame.channels(), colour ? 3 : 1);
+        // The fake camera's picture is not flat.
+        double dMin = 0.0, dMax = 0.0;
+        cv::minMaxLoc(frame.reshape(1), &dMin, &dMax);
+        QVERIFY(dMax - dMin > 50.0);
+    }
+
+    void grabNeverWaitsLongerThanAboutOneFrame()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"));
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        pCamera->IsColorful();
+        std::vector<unsigned char> buffer(size_t(pCamera->GetImageWidth(true)) * size_t(pCamera->GetImageHeight(true)));
+        qint64 nWorstMs = 0;
+        int nGrabbed = 0;
+        for (int i = 0; i < 20; ++i) {
+            QElapsedTimer clock;
+            clock.start();
+            nGrabbed += pCamera->GrabImage(buffer.data()) == 0 ? 1 : 0;
+            nWorstMs = std::max(nWorstMs, clock.elapsed());
+        }
+        QVERIFY(nGrabbed >= 10);
+        QVERIFY2(nWorstMs <= 60, qPrintable(QStringLiteral("a grab took %1 ms").arg(nWorstMs)));
+        // Without a buffer nothing is copied, and a live camera has not ended.
+        QCOMPARE(pCamera->GrabImage(nullptr), 2);
+    }
+
+    void parameterDialogChangesTheExposure()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"));
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->parameters().valid, 5000);
+        const hostsim::GenicamParameters before = pCamera->parameters();
+        QVERIFY(before.hasExposure);
+        QVERIFY(before.exposureMaxUs > before.exposureMinUs);
+        QVERIFY(before.hasFrameRate);
+        QVERIFY(before.pixelFormats.contains(QStringLiteral("RGB8")));
+        const double dWanted = qFuzzyCompare(before.exposureUs, 20000.0) ? 30000.0 : 20000.0;
+
+        {
+            HXLCameraParameterSettingDialog dialog(nullptr);
+            auto* pExposure = dialog.findChild<QDoubleSpinBox*>(QStringLiteral("GenicamExposure"));
+            QVERIFY(pExposure);
+            QCOMPARE(pExposure->minimum(), before.exposureMinUs);
+            QCOMPARE(pExposure->maximum(), before.exposureMaxUs);
+            QCOMPARE(pExposure->value(), before.exposureUs);
+            QVERIFY(dialog.findChild<QDoubleSpinBox*>(QStringLiteral("GenicamFrameRate")));
+            QVERIFY(dialog.findChild<QComboBox*>(QStringLiteral("GenicamPixelFormat")));
+            QElapsedTimer clock;
+            clock.start();
+            pExposure->setValue(dWanted);
+            // Posted to the camera's thread: the dialog does not wait for the camera.
+            QVERIFY(clock.elapsed() < 50);
+        }
+        // Read back from the camera itself.
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->refreshParameters(2000) && qAbs(pCamera->parameters().exposureUs - dWanted) < 1.0,
+                                 5000);
+
+        // And seen by another client once this one has let go.
+        HostSim::removeAllCameras();
+        const QString strOut = arvTool({QStringLiteral("-a"), kAddress, QStringLiteral("control"),
+                                        QStringLiteral("ExposureTimeAbs")});
+        if (!strOut.isEmpty())
+            QVERIFY2(strOut.contains(QStringLiteral("= %1").arg(dWanted)), qPrintable(strOut));
+    }
+
+    void killedCameraStopsFramesAndComesBack()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"));
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        PanelPtr pPanel(makePanel());
+        pPanel->show();
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->grabCount() >= 2, 10000);
+        const int nOpened = pCamera->openCount();
+
+        m_fake.stop();
+        // The live view's grabs now fail, each of them at once.
+        pCamera->IsColorful();
+        std::vector<unsigned char> buffer(size_t(pCamera->GetImageWidth(true)) * size_t(pCamera->GetImageHeight(true)));
+        QElapsedTimer clock;
+        clock.start();
+        bool bFailed = false;
+        qint64 nWorstMs = 0;
+        while (clock.elapsed() < 8000 && !bFailed) {
+            QElapsedTimer one;
+            one.start();
+            bFailed = pCamera->GrabImage(buffer.data()) != 0;
+            nWorstMs = std::max(nWorstMs, one.elapsed());
+            QTest::qWait(20);
+        }
+        QVERIFY(bFailed);
+        QVERIFY2(nWorstMs <= 60, qPrintable(QStringLiteral("a grab took %1 ms").arg(nWorstMs)));
+        QVERIFY(pCamera->GrabImage(nullptr) != 1); // not ended: it comes back
+        const int nGrabs = pCamera->grabCount();
+        QTest::qWait(500);
+        QCOMPARE(pCamera->grabCount(), nGrabs);
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->state() == StreamingCamera::State::Connecting, 10000);
+        QVERIFY(!pCamera->lastError().isEmpty());
+
+        QString strError;
+        QVERIFY2(m_fake.start(&strError), qPrintable(strError));
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->openCount() > nOpened, 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->grabCount() > nGrabs + 2, 10000);
+        // The restarted camera starts at its own defaults; the host set the frame again.
+        QCOMPARE(pCamera->frameWidth(), 1280);
+        QCOMPARE(pCamera->frameHeight(), 1024);
+        QVERIFY2(pCamera->statusText().startsWith(QStringLiteral("streaming 1280 x 1024")),
+                 qPrintable(pCamera->statusText()));
+    }
+
+    void unreachableCameraKeepsTrying()
+    {
+        hostsim::CameraRequest request;
+        request.type = hostsim::CameraType::GenICam;
+        request.address = QStringLiteral("127.0.0.2"); // nothing answers there
+        HostSim::removeAllCameras();
+        QString strError;
+        auto* pCamera = dynamic_cast<AravisCamera*>(HostSim::addCamera(request, &strError));
+        QVERIFY(pCamera);
+        QTRY_VERIFY_WITH_TIMEOUT(!pCamera->lastError().isEmpty(), 10000);
+        QCOMPARE(pCamera->GetImageWidth(true), 0);
+        QVERIFY(pCamera->GrabImage(nullptr) != 1);
+        std::vector<unsigned char> buffer(16);
+        QVERIFY(pCamera->GrabImage(buffer.data()) != 0);
+        QElapsedTimer clock;
+        clock.start();
+        HostSim::removeAllCameras();
+        QVERIFY2(clock.elapsed() < 5000, qPrintable(QStringLiteral("closing took %1 ms").arg(clock.elapsed())));
+        QCOMPARE(pCamera->GrabImage(nullptr), 1);
+    }
+
+    void configurationListsTheCameras()
+    {
+        // The operator's "cameras" list opens the fake camera at start and survives a save.
+        QFile file(HostSim::cameraManager().configPath());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"({"record": {}, "cameras": [
+            {"type": "GenICam", "address": "127.0.0.1", "pixelFormat": "Mono8", "width": 640, "height": 480,
+             "mmPerPixel": 0.05},
+            {"type": "Sim", "name": "Second"}]})");
+        file.close();
+        HostSim::reset(m_dir.path());
+        QVERIFY(HostSim::camerasFromConfiguration());
+        QCOMPARE(HostSim::cameraCount(), 2);
+        auto* pCamera = dynamic_cast<AravisCamera*>(HostSim::hostCamera(0));
+        QVERIFY(pCamera);
+        QVERIFY(HostSim::camera(1));
+        QCOMPARE(HostSim::camera(1)->GetCameraName(), std::string("Second"));
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QCOMPARE(pCamera->frameWidth(), 640);
+        QCOMPARE(pCamera->mmPerPixel(), 0.05);
+        QCOMPARE(HostSim::cameraManager().WriteSystemCFG(), 0);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll().contains("\"GenICam\""));
+        file.close();
+        HostSim::removeAllCameras();
+        QVERIFY(file.remove());
+    }
+};
+
+QTEST_MAIN(tst_GenicamCamera)
+#include "tst_genicam_camera.moc"

@@ -1,0 +1,190 @@
+// The V4L2 webcam camera: a device that is not there, and the conversion of
+// the raw buffers a webcam delivers (MJPG and YUYV) into the host's format.
+
+#include "HostSim.h"
+#include "SimCameraManager.h"
+#include "V4l2Camera.h"
+
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QTemporaryDir>
+#include <QWidget>
+#include <QtTest>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <vector>
+
+using hostsim::HostSim;
+using hostsim::V4l2Camera;
+
+namespace {
+
+// Left half red, right half blue, a white bar across the middle rows.
+cv::Mat referencePicture(int nWidth, int nHeight)
+{
+    cv::Mat rgb(nHeight, nWidth, CV_8UC3, cv::Scalar(255, 0, 0));
+    rgb(cv::Rect(nWidth / 2, 0, nWidth - nWidth / 2, nHeight)).setTo(cv::Scalar(0, 0, 255));
+    rgb(cv::Rect(0, nHeight / 2 - 4, nWidth, 8)).setTo(cv::Scalar(255, 255, 255));
+    return rgb;
+}
+
+// A YUYV buffer as a webcam sends it (BT.601, video range as V4L2 uses):
+// Y0 U Y1 V for each pair of pixels.
+std::vector<unsigned char> yuyvFrom(const cv::Mat& rgb)
+{
+    std::vector<unsigned char> bytes;
+    bytes.reserve(size_t(rgb.total()) * 2);
+    auto clamp = [](double d) { return static_cast<unsigned char>(std::min(255.0, std::max(0.0, d + 0.5))); };
+    for (int y = 0; y < rgb.rows; ++y) {
+        for (int x = 0; x < rgb.cols; x += 2) {
+            const cv::Vec3b a = rgb.at<cv::Vec3b>(y, x);
+            const cv::Vec3b b = rgb.at<cv::Vec3b>(y, x + 1);
+            auto luma = [](const cv::Vec3b& p) { return 0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2]; };
+            const double r = (a[0] + b[0]) / 2.0, g = (a[1] + b[1]) / 2.0, bl = (a[2] + b[2]) / 2.0;
+            const double u = -0.169 * r - 0.331 * g + 0.5 * bl + 128.0;
+            const double v = 0.5 * r - 0.419 * g - 0.081 * bl + 128.0;
+            bytes.push_back(clamp(luma(a)));
+            bytes.push_back(clamp(u));
+            bytes.push_back(clamp(luma(b)));
+            bytes.push_back(clamp(v));
+        }
+    }
+    return bytes;
+}
+
+bool near(const cv::Vec3b& got, int r, int g, int b, int nTolerance)
+{
+    return std::abs(got[0] - r) <= nTolerance && std::abs(got[1] - g) <= nTolerance && std::abs(got[2] - b) <= nTolerance;
+}
+
+QString pixelText(const cv::Vec3b& p)
+{
+    return QStringLiteral("(%1, %2, %3)").arg(p[0]).arg(p[1]).arg(p[2]);
+}
+
+} // namespace
+
+class tst_V4l2Camera : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+private slots:
+    void init() { HostSim::reset(m_dir.path()); }
+    void cleanup() { HostSim::removeAllCameras(); }
+
+    void missingDeviceGivesNoFramesAndAClearMessage()
+    {
+        hostsim::CameraRequest request;
+        request.type = hostsim::CameraType::V4L2;
+        request.address = QStringLiteral("/dev/video-hxl-absent");
+        HostSim::removeAllCameras();
+        QString strError;
+        auto* pCamera = dynamic_cast<V4l2Camera*>(HostSim::addCamera(request, &strError));
+        QVERIFY2(pCamera, qPrintable(strError));
+        QTRY_VERIFY_WITH_TIMEOUT(!pCamera->lastError().isEmpty(), 5000);
+        QVERIFY2(pCamera->lastError().contains(QStringLiteral("no V4L2 device at /dev/video-hxl-absent")),
+                 qPrintable(pCamera->lastError()));
+        QVERIFY(pCamera->statusText().startsWith(QStringLiteral("waiting: ")));
+        QCOMPARE(pCamera->GetImageWidth(true), 0);
+        QCOMPARE(pCamera->GetImageHeight(true), 0);
+        QCOMPARE(pCamera->GrabImage(nullptr), 2); // not there yet is not ended
+        std::vector<unsigned char> buffer(64);
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(pCamera->GrabImage(buffer.data()) != 0);
+        QVERIFY(clock.elapsed() < 100);
+        cv::Mat frame;
+        QVERIFY(pCamera->grabFrame(frame) != 0);
+        QCOMPARE(HostSim::cameraManager().SaveImageFile((m_dir.path() + QStringLiteral("/x.jpg")).toStdString()), -3);
+
+        // The parameter dialog says why there are no controls.
+        QWidget container;
+        pCamera->CreateParamWidget(&container);
+        auto* pStatus = container.findChild<QLabel*>(QStringLiteral("V4l2Status"));
+        QVERIFY(pStatus);
+        QVERIFY2(pStatus->text().contains(QStringLiteral("not connected")), qPrintable(pStatus->text()));
+
+        HostSim::removeAllCameras();
+        QCOMPARE(pCamera->GrabImage(nullptr), 1);
+    }
+
+    void probeReportsAMissingDevice()
+    {
+        QString strWhy;
+        QVERIFY(!V4l2Camera::probe(QStringLiteral("/dev/video-hxl-absent"), &strWhy));
+        QVERIFY(strWhy.contains(QStringLiteral("no V4L2 device")));
+    }
+
+    void mjpgBufferConverts()
+    {
+        const cv::Mat rgb = referencePicture(64, 48);
+        cv::Mat bgr;
+        cv::cvtColor(rgb, bgr, cv::COLOR_RGB2BGR);
+        std::vector<unsigned char> jpeg;
+        QVERIFY(cv::imencode(".jpg", bgr, jpeg, {cv::IMWRITE_JPEG_QUALITY, 95}));
+        cv::Mat out;
+        QString strWhy;
+        QVERIFY2(V4l2Camera::convertFrame(QStringLiteral("MJPG"), 64, 48, jpeg.data(), jpeg.size(), out, &strWhy),
+                 qPrintable(strWhy));
+        QCOMPARE(out.type(), CV_8UC3);
+        QCOMPARE(out.cols, 64);
+        QCOMPARE(out.rows, 48);
+        QVERIFY(out.isContinuous());
+        QVERIFY2(near(out.at<cv::Vec3b>(5, 5), 255, 0, 0, 20), qPrintable(pixelText(out.at<cv::Vec3b>(5, 5))));
+        QVERIFY2(near(out.at<cv::Vec3b>(5, 58), 0, 0, 255, 20), qPrintable(pixelText(out.at<cv::Vec3b>(5, 58))));
+        QVERIFY2(near(out.at<cv::Vec3b>(24, 10), 255, 255, 255, 20), qPrintable(pixelText(out.at<cv::Vec3b>(24, 10))));
+        // A picture of another size than the device announced is refused.
+        QVERIFY(!V4l2Camera::convertFrame(QStringLiteral("MJPG"), 640, 480, jpeg.data(), jpeg.size(), out, &strWhy));
+    }
+
+    void yuyvBufferConverts()
+    {
+        const cv::Mat rgb = referencePicture(64, 48);
+        const std::vector<unsigned char> yuyv = yuyvFrom(rgb);
+        QCOMPARE(yuyv.size(), size_t(64 * 48 * 2));
+        cv::Mat out;
+        QString strWhy;
+        QVERIFY2(V4l2Camera::convertFrame(QStringLiteral("YUYV"), 64, 48, yuyv.data(), yuyv.size(), out, &strWhy),
+                 qPrintable(strWhy));
+        QCOMPARE(out.type(), CV_8UC3);
+        QCOMPARE(out.cols, 64);
+        QCOMPARE(out.rows, 48);
+        QVERIFY2(near(out.at<cv::Vec3b>(5, 5), 255, 0, 0, 12), qPrintable(pixelText(out.at<cv::Vec3b>(5, 5))));
+        QVERIFY2(near(out.at<cv::Vec3b>(5, 58), 0, 0, 255, 12), qPrintable(pixelText(out.at<cv::Vec3b>(5, 58))));
+        QVERIFY2(near(out.at<cv::Vec3b>(24, 10), 255, 255, 255, 12), qPrintable(pixelText(out.at<cv::Vec3b>(24, 10))));
+    }
+
+    void damagedOrUnknownBuffersAreRefused_data()
+    {
+        QTest::addColumn<QString>("fourcc");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("bytes");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("damaged MJPG") << QStringLiteral("MJPG") << 64 << 500 << QStringLiteral("damaged MJPG");
+        QTest::newRow("short YUYV") << QStringLiteral("YUYV") << 64 << 100 << QStringLiteral("too short");
+        QTest::newRow("odd YUYV width") << QStringLiteral("YUYV") << 63 << 63 * 48 * 2 << QStringLiteral("even");
+        QTest::newRow("H264") << QStringLiteral("H264") << 64 << 500 << QStringLiteral("not supported");
+    }
+
+    void damagedOrUnknownBuffersAreRefused()
+    {
+        QFETCH(QString, fourcc);
+        QFETCH(int, width);
+        QFETCH(int, bytes);
+        QFETCH(QString, reason);
+        std::vector<unsigned char> data(size_t(bytes), 0x5a);
+        cv::Mat out;
+        QString strWhy;
+        QVERIFY(!V4l2Camera::convertFrame(fourcc, width, 48, data.data(), data.size(), out, &strWhy));
+        QVERIFY2(strWhy.contains(reason), qPrintable(strWhy));
+    }
+};
+
+QTEST_MAIN(tst_V4l2Camera)
+#include "tst_v4l2_camera.moc"
