@@ -686,65 +686,60 @@ void ZKCostomCameraWidget::slotGraSliderValueChanged(int value)
         m_pGraySliderLabel->setText(QStringLiteral("%1%2").arg(value, 0, 10, QLatin1Char(' ')).arg(QStringLiteral("%")));
 }
 
-void ZKCostomCameraWidget::slotSatDef(int value)
+void ZKCostomCameraWidget::WriteRecordFlag(bool IZKVisionCameraManager::*pField, bool bValue)
 {
-    IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager)
-        pManager->bSatDef = value != 0;
-    m_bSatDef = value != 0;
-    if (m_pSatSettingBtn)
-        m_pSatSettingBtn->setEnabled(value == 0);
-    if (pManager)
+    if (IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager())
+        pManager->*pField = bValue;
+}
+
+void ZKCostomCameraWidget::SaveAndApply()
+{
+    if (IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager())
         pManager->WriteSystemCFG();
     emit sigGrayParamChanged();
 }
 
+void ZKCostomCameraWidget::slotSatDef(int value)
+{
+    WriteRecordFlag(&IZKVisionCameraManager::bSatDef, value != 0);
+    m_bSatDef = value != 0;
+    if (m_pSatSettingBtn)
+        m_pSatSettingBtn->setEnabled(value == 0);
+    SaveAndApply();
+}
+
 void ZKCostomCameraWidget::slotBriDef(int value)
 {
-    IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager)
-        pManager->bBriDef = value != 0;
+    WriteRecordFlag(&IZKVisionCameraManager::bBriDef, value != 0);
     m_bBriDef = value != 0;
     if (m_pBriSettingBtn)
         m_pBriSettingBtn->setEnabled(value == 0);
-    if (pManager)
-        pManager->WriteSystemCFG();
-    emit sigGrayParamChanged();
+    SaveAndApply();
 }
 
 void ZKCostomCameraWidget::slotDeInterfered(int value)
 {
     if (!m_pDeInterferedDefCheck || !m_pDeInterferedSettingBtn)
         return;
-    IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager)
-        pManager->bGoInterfere = value != 0;
+    WriteRecordFlag(&IZKVisionCameraManager::bGoInterfere, value != 0);
     m_bDeInterfered = value != 0;
     m_pDeInterferedDefCheck->setEnabled(value != 0);
     m_pDeInterferedSettingBtn->setEnabled(value != 0 && !m_bDeInterferedDef);
-    if (pManager)
-        pManager->WriteSystemCFG();
-    emit sigGrayParamChanged();
+    SaveAndApply();
 }
 
 void ZKCostomCameraWidget::slotDeInterferedDef(int value)
 {
-    IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager)
-        pManager->bGoInterfereDef = value != 0;
+    WriteRecordFlag(&IZKVisionCameraManager::bGoInterfereDef, value != 0);
     m_bDeInterferedDef = value != 0;
     if (m_pDeInterferedSettingBtn)
         m_pDeInterferedSettingBtn->setEnabled(value == 0);
-    if (pManager)
-        pManager->WriteSystemCFG();
-    emit sigGrayParamChanged();
+    SaveAndApply();
 }
 
 void ZKCostomCameraWidget::slotGrayPro(int value)
 {
-    IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager)
-        pManager->bGrayPro = value != 0;
+    WriteRecordFlag(&IZKVisionCameraManager::bGrayPro, value != 0);
     // m_bGrayPro follows on the next reload from the host, not here.
     if (!m_pGrayRestoreBtn || !m_pGraySlider || !m_pGraySettingBtn || !m_pGraySliderLabel)
         return;
@@ -752,20 +747,14 @@ void ZKCostomCameraWidget::slotGrayPro(int value)
     m_pGraySlider->setEnabled(value != 0);
     m_pGraySettingBtn->setEnabled(value != 0);
     m_pGraySliderLabel->setEnabled(value != 0);
-    if (pManager)
-        pManager->WriteSystemCFG();
-    emit sigGrayParamChanged();
+    SaveAndApply();
 }
 
 void ZKCostomCameraWidget::slotGrayscaleEqualization(int value)
 {
-    IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager)
-        pManager->bGrayscaleEqualization = value != 0;
+    WriteRecordFlag(&IZKVisionCameraManager::bGrayscaleEqualization, value != 0);
     m_bGrayscaleEqualization = value != 0;
-    if (pManager)
-        pManager->WriteSystemCFG();
-    emit sigGrayParamChanged();
+    SaveAndApply();
 }
 
 void ZKCostomCameraWidget::slotAdvancedSetting(int value)

@@ -19,6 +19,7 @@ class QPushButton;
 class QSlider;
 class QTabWidget;
 class IZKGePolyline;
+class IZKVisionCameraManager;
 class HXLDisplayLabel;
 class HXL_RefreshCameraThread;
 class HXL_ShowDealWithDialog;
@@ -123,6 +124,10 @@ private:
     template <class Dialog>
     void PopUpSimpleDialog(QWidget* pParent);
     int StartDebounceTimer();
+    // A switch of the host's record: written in place; then the host
+    // configuration is saved and an apply is asked for.
+    static void WriteRecordFlag(bool IZKVisionCameraManager::*pField, bool bValue);
+    void SaveAndApply();
 
 public:
     QHBoxLayout* m_pMainLayout = nullptr;
