@@ -53,7 +53,7 @@ double residentMb()
 void waitFrames(const int& nFrames, int nTarget)
 {
     while (nFrames < nTarget)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents); // sleeps until the next frame arrives
 }
 
 } // namespace
