@@ -75,6 +75,37 @@ void checkComposition(const QImage& image, const QRect& fitted, int nLineY, int 
     }
 }
 
+// Records a signal of the worker on the test's own thread. QSignalSpy records
+// on the emitting thread, which races with the test reading it.
+class GuiSpy : public QObject
+{
+public:
+    GuiSpy(HXL_RefreshCameraThread* pThread, void (HXL_RefreshCameraThread::*)(QPixmap))
+    {
+        connect(pThread, &HXL_RefreshCameraThread::updatePixmap, this,
+                [this](QPixmap pixmap) { m_records.append(QVariantList{QVariant::fromValue(pixmap)}); });
+    }
+    GuiSpy(HXL_RefreshCameraThread* pThread, void (HXL_RefreshCameraThread::*)(int))
+    {
+        connect(pThread, &HXL_RefreshCameraThread::updateUIBtn, this,
+                [this](int nValue) { m_records.append(QVariantList{nValue}); });
+    }
+    bool wait(int nMs)
+    {
+        const int nBefore = m_records.size();
+        return QTest::qWaitFor([&] { return m_records.size() > nBefore; }, nMs);
+    }
+    int size() const { return m_records.size(); }
+    int count() const { return m_records.size(); }
+    bool isEmpty() const { return m_records.isEmpty(); }
+    const QVariantList& last() const { return m_records.last(); }
+    QList<QVariantList>::const_iterator begin() const { return m_records.begin(); }
+    QList<QVariantList>::const_iterator end() const { return m_records.end(); }
+
+private:
+    QList<QVariantList> m_records;
+};
+
 } // namespace
 
 class TestRefreshThread : public QObject
@@ -252,7 +283,7 @@ private slots:
     {
         solidCamera(320, 240);
         auto pThread = startThread();
-        QSignalSpy frames(pThread.get(), &HXL_RefreshCameraThread::updatePixmap);
+        GuiSpy frames(pThread.get(), &HXL_RefreshCameraThread::updatePixmap);
         QVERIFY(frames.wait(5000));
         pThread->Pause();
         QCOMPARE(pThread->m_bRunning.load(), 0);
@@ -290,7 +321,7 @@ private slots:
         solidCamera(320, 240);
         isOpenVideo = 0;
         auto pThread = startThread();
-        QSignalSpy frames(pThread.get(), &HXL_RefreshCameraThread::updatePixmap);
+        GuiSpy frames(pThread.get(), &HXL_RefreshCameraThread::updatePixmap);
         pThread->Pause();
         pThread->WaitPaused();
         QTRY_COMPARE_WITH_TIMEOUT(pThread->m_bParked.load(), 1, 3000);
@@ -381,7 +412,7 @@ private slots:
         hostsim::SimMachine& machine = HostSim::machine();
         machine.setSpeed(10.0);
         auto pThread = startThread();
-        QSignalSpy buttons(pThread.get(), &HXL_RefreshCameraThread::updateUIBtn);
+        GuiSpy buttons(pThread.get(), &HXL_RefreshCameraThread::updateUIBtn);
         QVERIFY(buttons.wait(3000));
         QCOMPARE(buttons.last().at(0).toInt(), 1); // idle
         HXL_MachineMoveTo(20.0, 0.0); // two seconds of travel
@@ -476,7 +507,7 @@ private slots:
         QCOMPARE(pThread->m_bRunning.load(), 1);
         // The thread goes on and takes a new buffer.
         QTRY_VERIFY_WITH_TIMEOUT(pThread->bufferBytes() > 0, 3000);
-        QSignalSpy frames(pThread.get(), &HXL_RefreshCameraThread::updatePixmap);
+        GuiSpy frames(pThread.get(), &HXL_RefreshCameraThread::updatePixmap);
         QVERIFY(frames.wait(3000));
         endThread(*pThread);
         pThread->ReleaseBuffer();
