@@ -13,4 +13,5 @@ fi
 
 png="${HXL_DEMO_PNG:-$here/build/camera_host.png}"
 echo "run_demo: no display found (DISPLAY and WAYLAND_DISPLAY are unset): running the demo headless."
-QT_QPA_PLATFORM=offscreen "$demo" --headless "$png" --frames 30 "$@"
+# The picture shows the live panel and a photo the panel placed on the drawing.
+QT_QPA_PLATFORM=offscreen "$demo" --headless "$png" --frames 30 --snapshot "$@"
