@@ -238,6 +238,63 @@ private slots:
         checkComposition(composed, fitted, lineY, lineX, shade.rgb());
     }
 
+    // The live thread writes the picture directly; it must be the very
+    // picture the shared painter routine makes (single frames, full screen).
+    void directCompositionMatchesThePaintedOne_data()
+    {
+        QTest::addColumn<QSize>("label");
+        QTest::addColumn<QSize>("frame");
+        QTest::addColumn<bool>("colour");
+        QTest::newRow("wide colour") << QSize(640, 480) << QSize(1000, 500) << true;
+        QTest::newRow("camera gray") << QSize(640, 480) << QSize(1280, 1024) << false;
+        QTest::newRow("odd sizes") << QSize(641, 481) << QSize(333, 777) << true;
+        QTest::newRow("upscaled") << QSize(640, 480) << QSize(64, 37) << true;
+        QTest::newRow("unaligned gray rows") << QSize(300, 200) << QSize(401, 301) << false;
+    }
+    void directCompositionMatchesThePaintedOne()
+    {
+        QFETCH(QSize, label);
+        QFETCH(QSize, frame);
+        QFETCH(bool, colour);
+        const int nStride = (frame.width() * (colour ? 3 : 1) + 3) / 4 * 4;
+        std::vector<unsigned char> buffer(size_t(nStride) * frame.height() + 4);
+        for (size_t i = 0; i < buffer.size(); ++i)
+            buffer[i] = static_cast<unsigned char>((i * 131) ^ (i >> 7));
+        const QImage direct = HXL_RefreshCameraThread::ComposeImage(buffer.data(), colour, frame.width(),
+                                                                    frame.height(), label.width(), label.height());
+        QImage painted(label, QImage::Format_RGB32);
+        painted.fill(Qt::white);
+        {
+            QPainter painter(&painted);
+            HXL_RefreshCameraThread::DrawFrame(
+                painter, HXL_RefreshCameraThread::WrapBuffer(buffer.data(), colour, frame.width(), frame.height()),
+                label.width(), label.height());
+        }
+        // Geometry, background and crosshair are the same pixel for pixel; inside
+        // the picture both take the nearest source pixel, and may round the
+        // sampling position of a column or row differently.
+        const double r = double(frame.width()) / frame.height();
+        const double ratio = double(label.width()) / label.height();
+        const int nDrawW = r > ratio ? label.width() : int(r * label.height());
+        const int nDrawH = r > ratio ? int(label.width() / r) : label.height();
+        const QRect fitted((label.width() - nDrawW) / 2, (label.height() - nDrawH) / 2, nDrawW, nDrawH);
+        int nOutside = 0, nInside = 0;
+        for (int y = 0; y < label.height(); ++y)
+            for (int x = 0; x < label.width(); ++x) {
+                if (direct.pixel(x, y) == painted.pixel(x, y))
+                    continue;
+                const bool bCrosshair = y == label.height() / 2 || x == label.width() / 2;
+                if (fitted.contains(x, y) && !bCrosshair)
+                    ++nInside;
+                else
+                    ++nOutside;
+            }
+        QCOMPARE(nOutside, 0);
+        QVERIFY2(nInside <= fitted.width() * fitted.height() * 15 / 100, qPrintable(QString::number(nInside)));
+        if (colour)
+            QCOMPARE(nInside, 0); // colour frames are sampled exactly alike
+    }
+
     // The live frames reach the label through updatePixmap, composed on the
     // worker or, where the platform cannot, on the GUI thread.
     void liveFramesThroughEitherPath_data()
