@@ -199,6 +199,9 @@ ZKCostomCameraWidget::~ZKCostomCameraWidget()
             // Still busy with a grab: its deletion must wait for the end.
             m_pRefreshThread->wait();
         }
+        // A worker that was between two frames when the buffer went may have
+        // taken a new one before it saw the stop: free that one too.
+        m_pRefreshThread->ReleaseBuffer();
     }
     if (m_pRefreshThread)
         m_pRefreshThread->deleteLater();
