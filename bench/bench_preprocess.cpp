@@ -15,6 +15,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
+#include <string>
 #include <vector>
 
 namespace {
@@ -94,8 +96,47 @@ void BM_Preprocess(benchmark::State& state)
     state.SetLabel(std::to_string(w) + "x" + std::to_string(h) + " colour, every feature on");
 }
 
+// One stage at a time (every other stage off), to see where the time goes.
+struct Stage
+{
+    const char* name;
+    void (*enable)(IZKVisionCameraManager&);
+};
+
+const Stage kStages[] = {
+    {"saturation", [](IZKVisionCameraManager& m) { m.nSatMode = 2; m.bSatDef = false; m.nSatValue = 70; }},
+    {"brightness", [](IZKVisionCameraManager& m) { m.nBriMode = 2; m.bBriDef = false; m.nBriValue = 60; m.nBriWidth = 31; }},
+    {"gray processing", [](IZKVisionCameraManager& m) { m.bGrayPro = true; m.nGrayValue = 50; m.nGrayWidth = 200; }},
+    {"de-interference", [](IZKVisionCameraManager& m) { m.bGoInterfere = true; m.bGoInterfereDef = false; m.nGoInterfereValue = 20; }},
+    {"sharpening", [](IZKVisionCameraManager& m) { m.nSharpenKernel = 5; m.bSharpening = 1; }},
+    {"morphology", [](IZKVisionCameraManager& m) { m.nAdvancedSetting = 1; m.nMorphologyType = 3; m.nMorphologyW = 3; m.nMorphologyH = 3; }},
+    {"morphology list", [](IZKVisionCameraManager& m) { m.nAdvancedSetting1 = 1; m.vecMorphology = {{1, 3, 1, 0}, {4, 3, 1, 0}}; }},
+    {"range and pole filters", [](IZKVisionCameraManager& m) { m.nFilterMode = 1; m.nFilterMin = 10; m.nFilterMax = 20; m.nFilterPoleMode = 2; m.nFilterPoleValue = 240; }},
+    {"equalization", [](IZKVisionCameraManager& m) { m.bGrayscaleEqualization = true; }},
+    {"inversion", [](IZKVisionCameraManager& m) { m.bIsInver = true; }},
+};
+
+void BM_PreprocessStage(benchmark::State& state)
+{
+    const Stage& stage = kStages[state.range(0)];
+    hostsim::SimCameraManager& m = hostsim::HostSim::cameraManager();
+    m.resetRecord();
+    stage.enable(m);
+    const cv::Mat source = testFrame(1280, 1024);
+    cv::Mat frame;
+    for (auto _ : state) {
+        state.PauseTiming();
+        frame = source.clone();
+        state.ResumeTiming();
+        hostsim::preprocessImage(frame, m);
+        benchmark::DoNotOptimize(frame.data);
+    }
+    state.SetLabel(std::string("1280x1024 colour, ") + stage.name + " only");
+}
+
 } // namespace
 
+BENCHMARK(BM_PreprocessStage)->DenseRange(0, int(std::size(kStages)) - 1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Preprocess)->Args({1280, 1024})->Args({2592, 1944})->Unit(benchmark::kMillisecond)->MinTime(2.0);
 
 int main(int argc, char** argv)

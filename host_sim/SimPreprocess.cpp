@@ -1,11 +1,16 @@
 #include "SimPreprocess.h"
 
+#include "SimPixelKernels.h"
+
 #include "host/IZKVisionCameraManager.h"
 
+#include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <mutex>
 #include <vector>
 
 // The stages, their order and the meaning of every record field are described
@@ -60,6 +65,7 @@ struct Settings
 struct Scratch
 {
     cv::Mat a, b, c, gray, mask;
+    std::vector<cv::Mat> bandContext; // rows kept aside at the cuts between bands
     std::vector<cv::Mat> planes;
 };
 
@@ -91,6 +97,54 @@ int oddAtLeast(int n, int nMin)
 
 bool isColour(const cv::Mat& m) { return m.channels() == 3; }
 
+// How many row strips a pass over the picture is cut into: one per worker
+// thread of OpenCV's pool (one per core), so that both cores share every pass
+// and each strip stays long enough to stream through memory.
+int stripCount()
+{
+    return std::max(1, cv::getNumThreads());
+}
+
+// Runs fn(firstRow, endRow) over the picture's rows, strip by strip on the
+// pool. fn must only write rows of its own strip.
+template <class Fn>
+void forEachRowStrip(int rows, Fn&& fn)
+{
+    cv::parallel_for_(
+        cv::Range(0, rows), [&fn](const cv::Range& r) { fn(r.start, r.end); }, stripCount());
+}
+
+// Runs a neighbourhood filter that reads outside the view it is given (the
+// OpenCV filters do unless told to isolate the view) strip by strip: each
+// strip filters a view of its rows straight into the same rows of dst, seeing
+// the real neighbouring rows across its edges, so the result is the same as
+// one run over the whole picture. src and dst must be different pictures.
+template <class Filter>
+void filterStripsInPlace(const cv::Mat& src, cv::Mat& dst, Filter&& filter)
+{
+    dst.create(src.size(), src.type());
+    forEachRowStrip(src.rows, [&](int y0, int y1) {
+        cv::Mat out = dst.rowRange(y0, y1);
+        filter(src.rowRange(y0, y1), out);
+    });
+}
+
+// The same for a filter that treats the view it is given as the whole
+// picture (cv::medianBlur): each strip filters its rows plus `margin` rows
+// either side, and keeps its own rows of the result.
+template <class Filter>
+void filterStripsWithMargin(const cv::Mat& src, cv::Mat& dst, int margin, Filter&& filter)
+{
+    dst.create(src.size(), src.type());
+    forEachRowStrip(src.rows, [&](int y0, int y1) {
+        const int top = std::max(0, y0 - margin);
+        const int bottom = std::min(src.rows, y1 + margin);
+        cv::Mat out;
+        filter(src.rowRange(top, bottom), out);
+        out.rowRange(y0 - top, y1 - top).copyTo(dst.rowRange(y0, y1));
+    });
+}
+
 // Luminance of the current picture: the picture itself when gray, else the
 // RGB luminance in the scratch buffer.
 const cv::Mat& luminance(const cv::Mat& img, Scratch& s)
@@ -101,26 +155,38 @@ const cv::Mat& luminance(const cv::Mat& img, Scratch& s)
     return s.gray;
 }
 
-// 1. Saturation: scales the HSV saturation by v / 50.
-void saturationStage(cv::Mat& img, const Settings& st, Scratch& s)
+// 1. Saturation: scales the HSV saturation by v / 50, keeping hue and value.
+// Done on RGB directly (see kernels::scaleSaturationRow): the same as the HSV
+// round trip, without its 8-bit hue rounding, in one pass.
+//
+// When the brightness stage follows, the strips also compute the gray level
+// of their rows for it while the rows are in the cache (bLevelsReady).
+void saturationStage(cv::Mat& img, const Settings& st, Scratch& s, bool& bLevelsReady)
 {
+    bLevelsReady = false;
     const Source src = modeSource(st.nSatMode, st.bSatDef);
     if (src == Source::Off || !isColour(img))
         return;
     const int v = std::clamp(src == Source::Manual ? st.nSatValue : st.nSatValueDef, 3, 100);
     if (v == 50)
-        return; // factor 1: skip the (lossy) HSV round trip
-    // H and V through unchanged, S scaled with a saturated cast.
-    cv::Mat lut(1, 256, CV_8UC3);
-    for (int i = 0; i < 256; ++i)
-        lut.at<cv::Vec3b>(i) = cv::Vec3b(uchar(i), cv::saturate_cast<uchar>(i * v / 50.0), uchar(i));
-    cv::cvtColor(img, s.a, cv::COLOR_RGB2HSV);
-    cv::LUT(s.a, lut, s.a);
-    cv::cvtColor(s.a, img, cv::COLOR_HSV2RGB);
+        return; // factor 1: nothing changes
+    const float factor = float(v) / 50.f;
+    const bool bLevels = modeSource(st.nBriMode, st.bBriDef) != Source::Off;
+    if (bLevels)
+        s.gray.create(img.size(), CV_8UC1);
+    forEachRowStrip(img.rows, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y)
+            kernels::scaleSaturationRow(img.ptr<uchar>(y), img.cols, factor);
+        if (bLevels) {
+            cv::Mat levels = s.gray.rowRange(y0, y1);
+            cv::cvtColor(img.rowRange(y0, y1), levels, cv::COLOR_RGB2GRAY);
+        }
+    });
+    bLevelsReady = bLevels;
 }
 
 // 2. Brightness (flat field): out = in + (target - local mean of luminance).
-void brightnessStage(cv::Mat& img, const Settings& st, Scratch& s)
+void brightnessStage(cv::Mat& img, const Settings& st, Scratch& s, bool bLevelsReady)
 {
     const Source src = modeSource(st.nBriMode, st.bBriDef);
     if (src == Source::Off)
@@ -128,23 +194,17 @@ void brightnessStage(cv::Mat& img, const Settings& st, Scratch& s)
     const bool bManual = src == Source::Manual;
     const int v = std::clamp(bManual ? st.nBriValue : st.nBriValueDef, 3, 100);
     const int w = oddAtLeast(std::min(bManual ? st.nBriWidth : st.nBriWidthDef, 300), 3);
-    const double target = std::round(v * 255.0 / 100.0);
+    const uchar target = static_cast<uchar>(std::lround(v * 255.0 / 100.0));
 
-    const cv::Mat& lum = luminance(img, s);
-    cv::blur(lum, s.mask, cv::Size(w, w), cv::Point(-1, -1), cv::BORDER_REFLECT);
-    // The signed offset split into its positive and negative parts (one of the
-    // two is 0 at every pixel), so that all arithmetic stays in 8 bits.
-    cv::subtract(cv::Scalar::all(target), s.mask, s.b); // raise
-    cv::subtract(s.mask, cv::Scalar::all(target), s.c); // lower
-    if (isColour(img)) {
-        cv::cvtColor(s.b, s.a, cv::COLOR_GRAY2RGB);
-        cv::add(img, s.a, img);
-        cv::cvtColor(s.c, s.a, cv::COLOR_GRAY2RGB);
-        cv::subtract(img, s.a, img);
-    } else {
-        cv::add(img, s.b, img);
-        cv::subtract(img, s.c, img);
-    }
+    const cv::Mat& lum = bLevelsReady ? s.gray : luminance(img, s);
+    filterStripsInPlace(lum, s.mask, [w](const cv::Mat& in, cv::Mat& out) {
+        cv::blur(in, out, cv::Size(w, w), cv::Point(-1, -1), cv::BORDER_REFLECT);
+    });
+    forEachRowStrip(img.rows, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y)
+            kernels::addDifferenceRow(img.ptr<uchar>(y), img.cols, img.channels(), nullptr, target,
+                                      s.mask.ptr<uchar>(y));
+    });
 }
 
 // 3. Gray channel: picks one gray plane of a colour picture.
@@ -200,31 +260,54 @@ void grayProcessingStage(cv::Mat& img, const Settings& st)
     const int w = std::clamp(nMode == 2 ? st.nGrayWidth : st.nGrayWidthDef, 1, 510);
     const double centre = v * 255.0 / 100.0;
     const double low = centre - w / 2.0;
-    cv::Mat lut(1, 256, CV_8U);
+    uchar lut[256];
     for (int i = 0; i < 256; ++i)
-        lut.at<uchar>(i) = cv::saturate_cast<uchar>((i - low) * 255.0 / w);
-    cv::LUT(img, lut, img);
+        lut[i] = cv::saturate_cast<uchar>((i - low) * 255.0 / w);
+    const size_t rowValues = static_cast<size_t>(img.cols) * img.channels();
+    forEachRowStrip(img.rows, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y)
+            kernels::lookUpRow(img.ptr<uchar>(y), rowValues, lut);
+    });
 }
 
 // 5. De-interference: 3 x 3 median (isolated noise dots), then a Gaussian blur of sigma v / 20.
-void deInterferenceStage(cv::Mat& img, const Settings& st, Scratch& s)
+int deInterferenceValue(const Settings& st)
+{
+    return std::clamp(st.bGoInterfereDef ? st.nGoInterfereValueDef : st.nGoInterfereValue, 1, 100);
+}
+
+// The kernel size OpenCV's GaussianBlur derives from sigma for 8-bit pictures.
+int gaussianKernelSize(double sigma)
+{
+    return std::max(1, cvRound(sigma * 3 * 2 + 1) | 1);
+}
+
+void deInterferenceStage(cv::Mat& img, const Settings& st, Scratch& s, bool bSplitOverCores)
 {
     if (!st.bGoInterfere)
         return;
-    const int v = std::clamp(st.bGoInterfereDef ? st.nGoInterfereValueDef : st.nGoInterfereValue, 1, 100);
-    cv::medianBlur(img, s.a, 3);
-    cv::GaussianBlur(s.a, img, cv::Size(0, 0), v / 20.0, v / 20.0, cv::BORDER_REFLECT_101);
+    const double sigma = deInterferenceValue(st) / 20.0;
+    // OpenCV runs the median on one core (the Gaussian blur on all).
+    if (bSplitOverCores)
+        filterStripsWithMargin(img, s.a, 1, [](const cv::Mat& in, cv::Mat& out) { cv::medianBlur(in, out, 3); });
+    else
+        cv::medianBlur(img, s.a, 3);
+    cv::GaussianBlur(s.a, img, cv::Size(0, 0), sigma, sigma, cv::BORDER_REFLECT_101);
 }
 
-// 6. Sharpening (unsharp mask).
+// 6. Sharpening (unsharp mask): in + a * (in - blurred), a = 1 or 2.
 void sharpeningStage(cv::Mat& img, const Settings& st, Scratch& s)
 {
     if (st.nSharpenKernel <= 0)
         return;
     const int k = oddAtLeast(std::min(st.nSharpenKernel, 31), 3);
-    const double a = st.bSharpening != 0 ? 2.0 : 1.0;
+    const int a = st.bSharpening != 0 ? 2 : 1;
     cv::GaussianBlur(img, s.a, cv::Size(k, k), 0, 0, cv::BORDER_REFLECT_101);
-    cv::addWeighted(img, 1.0 + a, s.a, -a, 0.0, img);
+    const int rowValues = img.cols * img.channels();
+    forEachRowStrip(img.rows, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y)
+            kernels::unsharpRow(img.ptr<uchar>(y), s.a.ptr<uchar>(y), rowValues, a);
+    });
 }
 
 // 7. One morphology operation with a rectangular kernel.
@@ -261,66 +344,194 @@ void morphologyListStage(cv::Mat& img, const Settings& st)
     }
 }
 
-// Paints the pixels selected by s.mask (0 or 255) white or black in every
-// channel, with bitwise operations (much faster than a masked setTo).
-void paintMask(cv::Mat& img, Scratch& s, bool bWhite)
-{
-    const cv::Mat* pMask = &s.mask;
-    if (isColour(img)) {
-        cv::cvtColor(s.mask, s.a, cv::COLOR_GRAY2RGB);
-        pMask = &s.a;
-    }
-    if (bWhite)
-        cv::bitwise_or(img, *pMask, img); // v | 255 = 255, v | 0 = v
-    else
-        cv::subtract(img, *pMask, img);   // saturated: v - 255 = 0, v - 0 = v
-}
-
 // 9. Range filter: gray levels in [min, max] become black (1) or white (2).
-void rangeFilterStage(cv::Mat& img, const Settings& st, Scratch& s)
+// 10. Pole filter: darker than the value -> black (1), brighter -> white (2),
+// judged on the gray level after the range filter.
+// Both in one pass: a painted pixel's gray level is exactly 0 or 255, so the
+// pole filter needs no second look at the picture.
+void rangeAndPoleFilterStages(cv::Mat& img, const Settings& st, Scratch& s)
 {
-    if (st.nFilterMode != 1 && st.nFilterMode != 2)
-        return;
+    kernels::PaintRule rule;
     const int lo = std::clamp(st.nFilterMin, 0, 255);
     const int hi = std::clamp(st.nFilterMax, 0, 255);
-    if (lo > hi)
+    rule.range = (st.nFilterMode == 1 || st.nFilterMode == 2) && lo <= hi;
+    rule.rangeLow = static_cast<uchar>(lo);
+    rule.rangeHigh = static_cast<uchar>(hi);
+    rule.rangePaint = st.nFilterMode == 2 ? 255 : 0;
+    rule.pole = st.nFilterPoleMode == 1 || st.nFilterPoleMode == 2;
+    rule.poleBelow = st.nFilterPoleMode == 1;
+    rule.poleLevel = static_cast<uchar>(std::clamp(st.nFilterPoleValue, 0, 255));
+    rule.polePaint = rule.poleBelow ? 0 : 255;
+    if (!rule.range && !rule.pole)
         return;
-    cv::inRange(luminance(img, s), cv::Scalar(lo), cv::Scalar(hi), s.mask);
-    paintMask(img, s, st.nFilterMode == 2);
+
+    // For a gray picture the levels are the picture itself; the kernel reads
+    // a pixel's level before it writes the pixel.
+    const cv::Mat& lum = luminance(img, s);
+    forEachRowStrip(img.rows, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y)
+            kernels::paintRow(img.ptr<uchar>(y), img.cols, img.channels(), lum.ptr<uchar>(y), rule);
+    });
 }
 
-// 10. Pole filter: darker than the value -> black (1), brighter -> white (2).
-void poleFilterStage(cv::Mat& img, const Settings& st, Scratch& s)
+// 11. Histogram equalization: of the picture for gray pictures; for colour
+// of the gray level, each pixel's change of level added to its three channels
+// (the chroma is kept, as a YCrCb round trip would keep it, without the two
+// conversions, their rounding and their clipping of strong colours).
+// 12. Inversion: every channel becomes 255 - value; done by the
+// equalization's last pass when both are on.
+void equalizationAndInversionStages(cv::Mat& img, const Settings& st)
 {
-    if (st.nFilterPoleMode != 1 && st.nFilterPoleMode != 2)
-        return;
-    const int value = std::clamp(st.nFilterPoleValue, 0, 255);
-    const bool bBlack = st.nFilterPoleMode == 1;
-    cv::compare(luminance(img, s), cv::Scalar(value), s.mask, bBlack ? cv::CMP_LT : cv::CMP_GT);
-    paintMask(img, s, !bBlack);
-}
-
-// 11. Histogram equalization (of the luminance Y of YCrCb for colour).
-void equalizationStage(cv::Mat& img, const Settings& st, Scratch& s)
-{
-    if (!st.bGrayscaleEqualization)
-        return;
-    if (!isColour(img)) {
-        cv::equalizeHist(img, img);
+    const bool bInvert = st.bIsInver;
+    if (!st.bGrayscaleEqualization || !isColour(img)) {
+        if (st.bGrayscaleEqualization)
+            cv::equalizeHist(img, img);
+        if (bInvert)
+            cv::bitwise_not(img, img);
         return;
     }
-    cv::cvtColor(img, s.a, cv::COLOR_RGB2YCrCb);
-    cv::extractChannel(s.a, s.gray, 0);
-    cv::equalizeHist(s.gray, s.gray);
-    cv::insertChannel(s.gray, s.a, 0);
-    cv::cvtColor(s.a, img, cv::COLOR_YCrCb2RGB);
+
+    // The histogram of the gray levels, strip by strip (each strip's levels
+    // kept for the second pass), then the look-up table OpenCV's equalizeHist
+    // builds from it: the first level present goes to 0, the others to 255
+    // times the share of pixels at or below them beyond that first level.
+    cv::Mat levels(img.size(), CV_8UC1);
+    int histogram[256] = {};
+    std::mutex histogramLock;
+    forEachRowStrip(img.rows, [&](int y0, int y1) {
+        cv::Mat stripLevels = levels.rowRange(y0, y1);
+        cv::cvtColor(img.rowRange(y0, y1), stripLevels, cv::COLOR_RGB2GRAY);
+        int local[256] = {};
+        for (int y = y0; y < y1; ++y) {
+            const uchar* p = levels.ptr<uchar>(y);
+            for (int x = 0; x < img.cols; ++x)
+                ++local[p[x]];
+        }
+        std::lock_guard<std::mutex> lock(histogramLock);
+        for (int i = 0; i < 256; ++i)
+            histogram[i] += local[i];
+    });
+    uchar lut[256];
+    const int total = img.rows * img.cols;
+    int first = 0;
+    while (histogram[first] == 0)
+        ++first;
+    if (histogram[first] == total) {
+        std::fill(std::begin(lut), std::end(lut), static_cast<uchar>(first));
+    } else {
+        const float scale = 255.f / float(total - histogram[first]);
+        std::fill(std::begin(lut), std::end(lut), uchar(0));
+        int sum = 0;
+        for (int i = first + 1; i < 256; ++i) {
+            sum += histogram[i];
+            lut[i] = cv::saturate_cast<uchar>(sum * scale);
+        }
+    }
+
+    forEachRowStrip(img.rows, [&](int y0, int y1) {
+        std::vector<uchar> equalized(static_cast<size_t>(img.cols));
+        uchar table[256];
+        std::copy(std::begin(lut), std::end(lut), table);
+        for (int y = y0; y < y1; ++y) {
+            const uchar* before = levels.ptr<uchar>(y);
+            for (int x = 0; x < img.cols; ++x)
+                equalized[x] = table[before[x]];
+            uchar* row = img.ptr<uchar>(y);
+            kernels::addDifferenceRow(row, img.cols, 3, equalized.data(), 0, before);
+            if (bInvert) {
+                cv::Mat rowView(1, img.cols, CV_8UC3, row);
+                cv::bitwise_not(rowView, rowView);
+            }
+        }
+    });
 }
 
-// 12. Inversion.
-void inversionStage(cv::Mat& img, const Settings& st)
+// Rows of context the neighbourhood stages (de-interference to pole filter)
+// need above and below a row to compute it exactly.
+int neighbourhoodReach(const Settings& st)
 {
-    if (st.bIsInver)
-        cv::bitwise_not(img, img);
+    int reach = 0;
+    if (st.bGoInterfere)
+        reach += 1 + gaussianKernelSize(deInterferenceValue(st) / 20.0) / 2;
+    if (st.nSharpenKernel > 0)
+        reach += oddAtLeast(std::min(st.nSharpenKernel, 31), 3) / 2;
+    // Opening and closing are two passes of the kernel.
+    if (st.nAdvancedSetting != 0 && st.nMorphologyType >= 1 && st.nMorphologyType <= 4)
+        reach += (st.nMorphologyType >= 3 ? 2 : 1) * (std::clamp(st.nMorphologyH, 1, 101) / 2);
+    if (st.nAdvancedSetting1 != 0)
+        for (const ZKMorphologyParam& step : st.vecMorphology)
+            if (step.bEnable != 0 && step.nMorphType >= 1 && step.nMorphType <= 4)
+                reach += (step.nMorphType == 2 || step.nMorphType == 4 ? 2 : 1)
+                    * (std::clamp(step.nLineSize, 1, 100) / 2);
+    return reach;
+}
+
+void neighbourhoodStages(cv::Mat& img, const Settings& st, Scratch& s, bool bSplitOverCores)
+{
+    deInterferenceStage(img, st, s, bSplitOverCores);
+    sharpeningStage(img, st, s);
+    singleMorphologyStage(img, st);
+    morphologyListStage(img, st);
+    rangeAndPoleFilterStages(img, st, s);
+}
+
+// The neighbourhood stages, band by band: each band of rows, with the reach
+// of context above and below, is copied out of the picture, run through all
+// of them while it is in the core's cache, and its own rows are written back.
+// Several filters in a row over a picture bigger than the cache otherwise
+// stream it through memory once each. The result is the same as running the
+// stages over the whole picture: a band that starts or ends at the picture's
+// edge has the picture's border there, and a wrong row at a band's cut edge
+// spoils at most the reach of rows, which are not written back.
+void neighbourhoodStagesInBands(cv::Mat& img, const Settings& st, Scratch& s)
+{
+    const int reach = neighbourhoodReach(st);
+    if (reach == 0) {
+        // No filter that looks at neighbours is on (at most the pixel-wise
+        // range and pole filters): nothing to gain from bands.
+        neighbourhoodStages(img, st, s, true);
+        return;
+    }
+    // Bands of about 128 rows keep a colour band of a 1280-pixel-wide picture
+    // and the filters' temporary pictures in a core's cache; taller bands when
+    // the reach is long, so that at most half of the work is spent on context.
+    constexpr int kBandRows = 128;
+    const int bandRows = std::max(kBandRows, 4 * reach);
+    const int bands = img.rows / bandRows;
+    if (bands < 2) {
+        neighbourhoodStages(img, st, s, true);
+        return;
+    }
+    // A band writes back only its own rows, but reads its neighbours' rows
+    // within the reach, which they may have written back already: those rows
+    // are kept aside first, for every cut between two bands.
+    auto cutRow = [&](int band) { return img.rows * band / bands; };
+    std::vector<cv::Mat>& aside = s.bandContext;
+    aside.resize(bands);
+    for (int band = 1; band < bands; ++band)
+        aside[band] = img.rowRange(cutRow(band) - reach, cutRow(band) + reach).clone();
+    cv::parallel_for_(
+        cv::Range(0, bands),
+        [&](const cv::Range& r) {
+            // Inside a band OpenCV runs everything on this thread: the bands
+            // are what shares the cores. A thread's own scratch pictures.
+            Scratch& bandScratch = scratch();
+            for (int band = r.start; band < r.end; ++band) {
+                const int y0 = cutRow(band);
+                const int y1 = cutRow(band + 1);
+                const int above = band > 0 ? reach : 0;
+                const int below = band + 1 < bands ? reach : 0;
+                cv::Mat rows(above + (y1 - y0) + below, img.cols, img.type());
+                if (above > 0)
+                    aside[band].rowRange(0, reach).copyTo(rows.rowRange(0, above));
+                img.rowRange(y0, y1).copyTo(rows.rowRange(above, above + (y1 - y0)));
+                if (below > 0)
+                    aside[band + 1].rowRange(reach, 2 * reach).copyTo(rows.rowRange(above + (y1 - y0), rows.rows));
+                neighbourhoodStages(rows, st, bandScratch, false);
+                rows.rowRange(above, above + (y1 - y0)).copyTo(img.rowRange(y0, y1));
+            }
+        },
+        bands);
 }
 
 } // namespace
@@ -340,18 +551,13 @@ void preprocessImage(cv::Mat& image, const IZKVisionCameraManager& record)
     // Stages work in the caller's buffer as long as the picture keeps its
     // type; a gray channel stage replaces it by a new (continuous) picture.
     cv::Mat img = image;
-    saturationStage(img, st, s);
-    brightnessStage(img, st, s);
+    bool bLevelsReady = false;
+    saturationStage(img, st, s, bLevelsReady);
+    brightnessStage(img, st, s, bLevelsReady);
     grayChannelStage(img, st, s);
     grayProcessingStage(img, st);
-    deInterferenceStage(img, st, s);
-    sharpeningStage(img, st, s);
-    singleMorphologyStage(img, st);
-    morphologyListStage(img, st);
-    rangeFilterStage(img, st, s);
-    poleFilterStage(img, st, s);
-    equalizationStage(img, st, s);
-    inversionStage(img, st);
+    neighbourhoodStagesInBands(img, st, s);
+    equalizationAndInversionStages(img, st);
 
     image = img.isContinuous() ? img : img.clone();
 }
