@@ -8,7 +8,7 @@ here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 packages=(build-essential cmake pkg-config qtbase5-dev qtbase5-dev-tools qtbase5-private-dev
           libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
           libopencv-videoio-dev libaravis-dev aravis-tools aravis-tools-cli libusb-1.0-0-dev
-          xvfb xauth fonts-dejavu-core libbenchmark-dev)
+          xvfb xauth fonts-dejavu-core libbenchmark-dev valgrind)
 
 missing=()
 for p in "${packages[@]}"; do
