@@ -265,9 +265,12 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
                                        QStringLiteral("X,Y"));
     const QCommandLineOption optSnapshot(QStringLiteral("snapshot"),
                                          QStringLiteral("Places a camera snapshot on the drawing at start."));
+    const QCommandLineOption optStats(QStringLiteral("stats"),
+                                      QStringLiteral("Prints at exit the live frames shown and the process's CPU "
+                                                     "time per frame (counted after the first 20 frames)."));
     const QList<QCommandLineOption> allOptions{optHelp,     optWorkDir,  optCamera,   optCameras, optFrameSize,
                                                optGray,     optLanguage, optSpeed,    optHeadless, optFrames,
-                                               optPosition, optMoveTo,   optSnapshot};
+                                               optPosition, optMoveTo,   optSnapshot, optStats};
     parser.addOptions(allOptions);
 
     if (!parser.parse(arguments)) {
@@ -404,6 +407,7 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
     }
 
     // Demo extras.
+    options.stats = parser.isSet(optStats);
     if (parser.isSet(optPosition)) {
         const QString strValue = parser.value(optPosition);
         if (!parsePoint(strValue, options.startX, options.startY)) {

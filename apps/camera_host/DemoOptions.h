@@ -36,6 +36,7 @@ struct DemoOptions
     bool hasMoveTo = false;           // --move-to X,Y: a move started once the window shows
     double moveToX = 0.0, moveToY = 0.0;
     bool snapshot = false;            // --snapshot: place a snapshot on the drawing at start
+    bool stats = false;               // --stats: live frames and CPU time per frame, printed at exit
 };
 
 struct DemoParseResult

@@ -3,6 +3,7 @@
 
 #include "DemoOptions.h"
 #include "DrawingView.h"
+#include "HostCamera.h"
 #include "HostSim.h"
 #include "HXL_CameraUI.h"
 #include "HostWindow.h"
@@ -10,6 +11,7 @@
 #include "SimMachine.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QDir>
 #include <QImage>
 #include <QPixmap>
@@ -17,6 +19,15 @@
 
 #include <algorithm>
 #include <cstdio>
+
+#ifdef Q_OS_WIN
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
+#include <sys/resource.h>
+#endif
 
 namespace {
 
@@ -79,6 +90,37 @@ bool setUpCameras(const DemoOptions& options, QString* pError)
 }
 
 } // namespace
+
+// CPU time of the whole process (all threads), in seconds.
+static double processCpuSeconds()
+{
+#ifdef Q_OS_WIN
+    FILETIME created, exited, kernel, user;
+    if (!GetProcessTimes(GetCurrentProcess(), &created, &exited, &kernel, &user))
+        return 0.0;
+    auto seconds = [](const FILETIME& t) {
+        return double((ULONGLONG(t.dwHighDateTime) << 32) | t.dwLowDateTime) * 1e-7;
+    };
+    return seconds(kernel) + seconds(user);
+#else
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
+        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
+#endif
+}
+
+// --stats: the live view's cost, counted from the 20th frame on (opening the
+// camera and building the window are not part of it).
+struct LiveStats
+{
+    static constexpr int kWarmUpFrames = 20;
+    bool started = false;
+    int firstFrame = 0;
+    double firstCpu = 0.0;
+    QElapsedTimer clock;
+};
+
 
 int main(int argc, char* argv[])
 {
@@ -178,7 +220,49 @@ int main(int argc, char* argv[])
             });
         }
 
+        LiveStats stats;
+        QTimer statsPoll;
+        if (options.stats) {
+            QObject::connect(&statsPoll, &QTimer::timeout, &window, [&stats, &window, &statsPoll]() {
+                if (window.frameCount() < LiveStats::kWarmUpFrames)
+                    return;
+                stats.started = true;
+                stats.firstFrame = window.frameCount();
+                stats.firstCpu = processCpuSeconds();
+                stats.clock.start();
+                statsPoll.stop();
+            });
+            statsPoll.start(20);
+        }
+
         nExitCode = app.exec();
+
+        if (options.stats) {
+            const int nFrames = stats.started ? window.frameCount() - stats.firstFrame : 0;
+            if (nFrames <= 0) {
+                printLine(stdout, QStringLiteral("camera_host: stats: fewer than %1 live frames, nothing measured")
+                                      .arg(LiveStats::kWarmUpFrames + 1));
+            } else {
+                const double dSeconds = stats.clock.elapsed() / 1000.0;
+                const double dCpuMs = (processCpuSeconds() - stats.firstCpu) * 1000.0;
+                IZKVisionCamera* pCamera = hostsim::HostSim::hostCamera(0);
+                const QString strFrame = pCamera ? QStringLiteral("%1x%2 %3")
+                                                       .arg(pCamera->GetImageWidth(true))
+                                                       .arg(pCamera->GetImageHeight(true))
+                                                       .arg(pCamera->IsColorful() ? QStringLiteral("colour")
+                                                                                  : QStringLiteral("gray"))
+                                                 : QStringLiteral("no camera");
+                printLine(stdout, QStringLiteral("camera_host: stats: %1 frames (%2) in %3 s after the first %4: "
+                                                 "%5 frames/s, %6 ms CPU per frame, %7 % of one core")
+                                      .arg(nFrames)
+                                      .arg(strFrame)
+                                      .arg(dSeconds, 0, 'f', 1)
+                                      .arg(LiveStats::kWarmUpFrames)
+                                      .arg(nFrames / dSeconds, 0, 'f', 2)
+                                      .arg(dCpuMs / nFrames, 0, 'f', 2)
+                                      .arg(dCpuMs / 10.0 / dSeconds, 0, 'f', 1));
+            }
+        }
         hostsim::HostSim::setMainWindow(nullptr);
     }
     // ... and writes them when the application ends.

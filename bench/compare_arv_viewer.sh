@@ -1,0 +1,118 @@
+#!/usr/bin/env bash
+# CPU time per shown frame of the demo host (the camera panel's live view)
+# beside Aravis's own viewer, arv-viewer-0.8, on the same fake GigE Vision
+# camera in the same run: 1280 x 1024 Mono8 at 10 frames a second, both
+# drawing on the same Xvfb screen. Target: the demo host at most a third of
+# the viewer's figure.
+#
+#   bench/compare_arv_viewer.sh [SECONDS] [BUILD_DIR]
+#
+# SECONDS: length of each measurement after a warm-up (default 30).
+# BUILD_DIR: where camera_host was built (default build/).
+# Installs what it needs with apt-get when run as root.
+set -euo pipefail
+
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+seconds="${1:-30}"
+build="${2:-$here/build}"
+rate=10
+
+die() { echo "compare_arv_viewer: $*" >&2; exit 1; }
+[[ "$seconds" =~ ^[0-9]+$ ]] && (( seconds >= 5 )) || die "SECONDS must be a whole number of at least 5, not '$seconds'"
+demo="$build/bin/camera_host"
+[ -x "$demo" ] || die "no demo host at $demo (build it first: cmake --build $build --target camera_host)"
+
+# arv-viewer draws through GStreamer (videoflip, a video sink); xdotool
+# presses its buttons.
+packages=(aravis-tools xvfb xdotool gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+          gstreamer1.0-gtk3 gstreamer1.0-x)
+missing=()
+for p in "${packages[@]}"; do dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p"); done
+if (( ${#missing[@]} )); then
+  [ "$(id -u)" = 0 ] || die "missing packages: ${missing[*]} (apt-get install them)"
+  apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" >/dev/null
+fi
+
+tmp="$(mktemp -d)"
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+  wait 2>/dev/null || true
+  rm -rf "$tmp"
+}
+trap cleanup EXIT
+
+# A free display.
+n=90
+while [ -e "/tmp/.X11-unix/X$n" ] || [ -e "/tmp/.X$n-lock" ]; do n=$((n + 1)); done
+export DISPLAY=":$n"
+Xvfb "$DISPLAY" -screen 0 1920x1080x24 -nolisten tcp >"$tmp/xvfb.log" 2>&1 &
+pids+=($!)
+
+arv-fake-gv-camera-0.8 -i 127.0.0.1 >"$tmp/fake.log" 2>&1 &
+pids+=($!)
+ok=0
+for _ in $(seq 100); do
+  if arv-tool-0.8 -a 127.0.0.1 control Width=1280 Height=1024 PixelFormat=Mono8 \
+       AcquisitionFrameRate=$rate >"$tmp/tool.log" 2>&1; then ok=1; break; fi
+  sleep 0.1
+done
+(( ok )) || die "the fake camera did not answer on 127.0.0.1 ($(tail -1 "$tmp/tool.log"))"
+
+# Process CPU time (user + system, all threads) in milliseconds.
+tick=$(getconf CLK_TCK)
+cpu_ms() { awk -v t="$tick" '{ print ($14 + $15) * 1000 / t }' "/proc/$1/stat"; }
+
+# --- arv-viewer ------------------------------------------------------------------
+GDK_BACKEND=x11 arv-viewer-0.8 >"$tmp/viewer.log" 2>&1 &
+viewer=$!
+pids+=($viewer)
+win=""
+for _ in $(seq 100); do
+  win=$(xdotool search --name "^Aravis Viewer$" 2>/dev/null | head -1 || true)
+  [ -n "$win" ] && break
+  sleep 0.1
+done
+[ -n "$win" ] || die "arv-viewer did not open a window ($(tail -1 "$tmp/viewer.log"))"
+sleep 1
+# The camera list: the second row is the fake GigE camera (the first is
+# Aravis's built-in fake device); selecting it moves the play button down.
+xdotool windowmove "$win" 0 0
+xdotool mousemove 158 117 click 1
+sleep 1
+xdotool mousemove 78 277 click 1
+streaming=""
+for _ in $(seq 50); do
+  streaming=$(xdotool search --name "^Aravis-Fake-GV01$" 2>/dev/null | head -1 || true)
+  [ -n "$streaming" ] && break
+  sleep 0.1
+done
+[ -n "$streaming" ] || die "arv-viewer did not start streaming the fake camera (its layout may differ)"
+sleep 5
+before=$(cpu_ms "$viewer")
+sleep "$seconds"
+after=$(cpu_ms "$viewer")
+viewer_ms=$(awk -v a="$before" -v b="$after" -v s="$seconds" -v r="$rate" 'BEGIN { printf "%.2f", (b - a) / (s * r) }')
+kill "$viewer"
+wait "$viewer" 2>/dev/null || true
+# The fake camera refuses a new controller for about 5 s after one went away.
+sleep 6
+
+# --- the demo host -------------------------------------------------------------------
+frames=$((20 + seconds * rate))
+QT_QPA_PLATFORM=xcb "$demo" --camera genicam:127.0.0.1 --work-dir "$tmp/work" \
+  --headless "$tmp/demo.png" --frames "$frames" --stats >"$tmp/demo.log" 2>&1 \
+  || die "the demo host failed: $(grep -v propagateSizeHints "$tmp/demo.log" | tail -2)"
+line=$(grep "camera_host: stats:" "$tmp/demo.log") || die "the demo host printed no stats"
+demo_ms=$(sed -n 's/.* \([0-9.]*\) ms CPU per frame.*/\1/p' <<<"$line")
+demo_fps=$(sed -n 's/.*: \([0-9.]*\) frames\/s.*/\1/p' <<<"$line")
+demo_frame=$(sed -n 's/.*frames (\([^)]*\)).*/\1/p' <<<"$line")
+
+ratio=$(awk -v d="$demo_ms" -v v="$viewer_ms" 'BEGIN { printf "%.2f", d / v }')
+met=$(awk -v d="$demo_ms" -v v="$viewer_ms" 'BEGIN { print (d * 3 <= v) ? "met" : "NOT met" }')
+echo "fake GigE camera 1280x1024 Mono8 at $rate frames/s, Xvfb $DISPLAY, ${seconds} s each after a warm-up"
+echo "| program | CPU per shown frame | frames |"
+echo "|---|---|---|"
+echo "| arv-viewer-0.8 | $viewer_ms ms | $rate/s (the camera's rate) |"
+echo "| camera_host (panel live view) | $demo_ms ms | $demo_fps/s counted, $demo_frame |"
+echo "demo / viewer = $ratio; target <= 0.33: $met"
