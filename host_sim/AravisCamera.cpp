@@ -180,16 +180,12 @@ bool AravisCamera::openDevice(QString& strError)
     // (a restarted camera starts from its own defaults).
     arv_camera_set_acquisition_mode(m_pCamera, ARV_ACQUISITION_MODE_CONTINUOUS, &pError);
     g_clear_error(&pError);
-    std::optional<QString> pixelFormat;
-    std::optional<double> exposure, gain, frameRate;
+    PostedSettings settings;
     {
         std::lock_guard<std::mutex> lock(m_settingsMutex);
-        pixelFormat = m_pixelFormat;
-        exposure = m_exposureUs;
-        gain = m_gain;
-        frameRate = m_frameRate;
-        m_bSettingsDirty = false;
+        settings = takeSettingsLocked();
     }
+    std::optional<QString>& pixelFormat = settings.pixelFormat;
     if (!pixelFormat && !m_setup.pixelFormat.isEmpty())
         pixelFormat = m_setup.pixelFormat;
     if (pixelFormat) {
@@ -206,17 +202,29 @@ bool AravisCamera::openDevice(QString& strError)
             return false;
         }
     }
-    if (exposure)
-        arv_camera_set_exposure_time(m_pCamera, *exposure, &pError);
-    g_clear_error(&pError);
-    if (gain)
-        arv_camera_set_gain(m_pCamera, *gain, &pError);
-    g_clear_error(&pError);
-    if (frameRate)
-        arv_camera_set_frame_rate(m_pCamera, *frameRate, &pError);
-    g_clear_error(&pError);
+    applyExposureGainRate(settings);
     readParameters();
     return startStream(strError);
+}
+
+AravisCamera::PostedSettings AravisCamera::takeSettingsLocked()
+{
+    m_bSettingsDirty = false;
+    return PostedSettings{m_pixelFormat, m_exposureUs, m_gain, m_frameRate};
+}
+
+void AravisCamera::applyExposureGainRate(const PostedSettings& settings)
+{
+    GError* pError = nullptr;
+    if (settings.exposureUs)
+        arv_camera_set_exposure_time(m_pCamera, *settings.exposureUs, &pError);
+    g_clear_error(&pError);
+    if (settings.gain)
+        arv_camera_set_gain(m_pCamera, *settings.gain, &pError);
+    g_clear_error(&pError);
+    if (settings.frameRate)
+        arv_camera_set_frame_rate(m_pCamera, *settings.frameRate, &pError);
+    g_clear_error(&pError);
 }
 
 bool AravisCamera::startStream(QString& strError)
@@ -321,23 +329,18 @@ bool AravisCamera::probeDevice()
 
 void AravisCamera::serviceDevice()
 {
-    std::optional<QString> pixelFormat;
-    std::optional<double> exposure, gain, frameRate;
+    PostedSettings settings;
     bool bRefresh = false;
     {
         std::lock_guard<std::mutex> lock(m_settingsMutex);
         bRefresh = m_nRefreshWanted != m_nRefreshDone;
         if (!m_bSettingsDirty && !bRefresh)
             return;
-        if (m_bSettingsDirty) {
-            pixelFormat = m_pixelFormat;
-            exposure = m_exposureUs;
-            gain = m_gain;
-            frameRate = m_frameRate;
-            m_bSettingsDirty = false;
-        }
+        if (m_bSettingsDirty)
+            settings = takeSettingsLocked();
     }
     GError* pError = nullptr;
+    const std::optional<QString>& pixelFormat = settings.pixelFormat;
     if (pixelFormat && *pixelFormat != parameters().pixelFormat) {
         // A new format changes the payload: the stream starts again.
         stopStream();
@@ -348,15 +351,7 @@ void AravisCamera::serviceDevice()
         if (!startStream(strError))
             setError(strError);
     }
-    if (exposure)
-        arv_camera_set_exposure_time(m_pCamera, *exposure, &pError);
-    g_clear_error(&pError);
-    if (gain)
-        arv_camera_set_gain(m_pCamera, *gain, &pError);
-    g_clear_error(&pError);
-    if (frameRate)
-        arv_camera_set_frame_rate(m_pCamera, *frameRate, &pError);
-    g_clear_error(&pError);
+    applyExposureGainRate(settings);
     readParameters();
 }
 

@@ -87,6 +87,17 @@ protected:
     int silenceLimitMs() const override;
 
 private:
+    // The operator's settings as posted; what is not set stays the camera's.
+    struct PostedSettings
+    {
+        std::optional<QString> pixelFormat;
+        std::optional<double> exposureUs, gain, frameRate;
+    };
+    // Takes the posted settings and clears the dirty flag (m_settingsMutex held).
+    PostedSettings takeSettingsLocked();
+    // Exposure, gain and frame rate to the device; a value it refuses is left.
+    void applyExposureGainRate(const PostedSettings& settings);
+
     bool startStream(QString& strError);
     void stopStream();
     void readParameters();
