@@ -59,6 +59,19 @@ for _ in $(seq 100); do
 done
 (( ok )) || die "the fake camera did not answer on 127.0.0.1 ($(tail -1 "$tmp/tool.log"))"
 
+# Runs a command every 0.1 s, at most N times, until it prints something;
+# prints its first line.
+poll() {
+  local tries=$1 out
+  shift
+  for _ in $(seq "$tries"); do
+    out=$("$@" 2>/dev/null | head -1 || true)
+    if [ -n "$out" ]; then echo "$out"; return 0; fi
+    sleep 0.1
+  done
+  return 1
+}
+
 # Process CPU time (user + system, all threads) in milliseconds.
 tick=$(getconf CLK_TCK)
 cpu_ms() { awk -v t="$tick" '{ print ($14 + $15) * 1000 / t }' "/proc/$1/stat"; }
@@ -67,13 +80,8 @@ cpu_ms() { awk -v t="$tick" '{ print ($14 + $15) * 1000 / t }' "/proc/$1/stat"; 
 GDK_BACKEND=x11 arv-viewer-0.8 >"$tmp/viewer.log" 2>&1 &
 viewer=$!
 pids+=($viewer)
-win=""
-for _ in $(seq 100); do
-  win=$(xdotool search --name "^Aravis Viewer$" 2>/dev/null | head -1 || true)
-  [ -n "$win" ] && break
-  sleep 0.1
-done
-[ -n "$win" ] || die "arv-viewer did not open a window ($(tail -1 "$tmp/viewer.log"))"
+win=$(poll 100 xdotool search --name "^Aravis Viewer$") \
+  || die "arv-viewer did not open a window ($(tail -1 "$tmp/viewer.log"))"
 sleep 1
 # The camera list: the second row is the fake GigE camera (the first is
 # Aravis's built-in fake device); selecting it moves the play button down.
@@ -81,13 +89,8 @@ xdotool windowmove "$win" 0 0
 xdotool mousemove 158 117 click 1
 sleep 1
 xdotool mousemove 78 277 click 1
-streaming=""
-for _ in $(seq 50); do
-  streaming=$(xdotool search --name "^Aravis-Fake-GV01$" 2>/dev/null | head -1 || true)
-  [ -n "$streaming" ] && break
-  sleep 0.1
-done
-[ -n "$streaming" ] || die "arv-viewer did not start streaming the fake camera (its layout may differ)"
+poll 50 xdotool search --name "^Aravis-Fake-GV01$" >/dev/null \
+  || die "arv-viewer did not start streaming the fake camera (its layout may differ)"
 sleep 5
 before=$(cpu_ms "$viewer")
 sleep "$seconds"
