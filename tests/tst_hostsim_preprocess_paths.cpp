@@ -274,7 +274,7 @@ private slots:
             {"every neighbourhood filter", neighbourhoodFiltersOn, referenceNeighbourhoodFilters},
             {"inversion", [](Record& r) { r.bIsInver = true; }, [](cv::Mat& m) { cv::bitwise_not(m, m); }},
         };
-        // 517 pixels: 32 vector steps and 5 left over; 700 rows: five bands.
+        // 517 pixels: 32 vector steps and 5 left over; 700 rows: two bands.
         // 40 rows: too few for bands.
         const QSize sizes[] = {QSize(517, 700), QSize(333, 40)};
         for (const Row& row : rows)
