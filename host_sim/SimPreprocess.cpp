@@ -153,6 +153,11 @@ const cv::Mat& luminance(const cv::Mat& img, Scratch& s)
     return s.gray;
 }
 
+bool brightnessOn(const Settings& st)
+{
+    return modeSource(st.nBriMode, st.bBriDef) != Source::Off;
+}
+
 // 1. Saturation: scales the HSV saturation by v / 50, keeping hue and value.
 // Done on RGB directly (see kernels::scaleSaturationRow): the same as the HSV
 // round trip, without its 8-bit hue rounding, in one pass.
@@ -169,7 +174,7 @@ void saturationStage(cv::Mat& img, const Settings& st, Scratch& s, bool& bLevels
     if (v == 50)
         return; // factor 1: nothing changes
     const float factor = float(v) / 50.f;
-    const bool bLevels = modeSource(st.nBriMode, st.bBriDef) != Source::Off;
+    const bool bLevels = brightnessOn(st);
     if (bLevels)
         s.gray.create(img.size(), CV_8UC1);
     forEachRowStrip(img.rows, [&](int y0, int y1) {
@@ -184,7 +189,9 @@ void saturationStage(cv::Mat& img, const Settings& st, Scratch& s, bool& bLevels
 }
 
 // 2. Brightness (flat field): out = in + (target - local mean of luminance).
-void brightnessStage(cv::Mat& img, const Settings& st, Scratch& s, bool bLevelsReady)
+// windowTable: the gray processing's table, to apply in the same pass (when
+// nothing between the two stages changes the picture), or null.
+void brightnessStage(cv::Mat& img, const Settings& st, Scratch& s, bool bLevelsReady, const uchar* windowTable)
 {
     const Source src = modeSource(st.nBriMode, st.bBriDef);
     if (src == Source::Off)
@@ -198,10 +205,14 @@ void brightnessStage(cv::Mat& img, const Settings& st, Scratch& s, bool bLevelsR
     filterStripsInPlace(lum, s.mask, [w](const cv::Mat& in, cv::Mat& out) {
         cv::blur(in, out, cv::Size(w, w), cv::Point(-1, -1), cv::BORDER_REFLECT);
     });
+    const size_t rowValues = static_cast<size_t>(img.cols) * img.channels();
     forEachRowStrip(img.rows, [&](int y0, int y1) {
-        for (int y = y0; y < y1; ++y)
+        for (int y = y0; y < y1; ++y) {
             kernels::addDifferenceRow(img.ptr<uchar>(y), img.cols, img.channels(), nullptr, target,
                                       s.mask.ptr<uchar>(y));
+            if (windowTable)
+                kernels::lookUpRow(img.ptr<uchar>(y), rowValues, windowTable);
+        }
     });
 }
 
@@ -249,18 +260,24 @@ void grayChannelStage(cv::Mat& img, const Settings& st, Scratch& s)
 }
 
 // 4. Gray processing (window / level) through a look-up table.
-void grayProcessingStage(cv::Mat& img, const Settings& st)
+//
+// The table of the window, when the stage is on.
+bool grayWindowTable(const Settings& st, uchar lut[256])
 {
     const int nMode = st.bGrayPro ? 2 : st.nGrayProMode;
     if (nMode != 1 && nMode != 2)
-        return;
+        return false;
     const int v = std::clamp(nMode == 2 ? st.nGrayValue : st.nGrayValueDef, 0, 100);
     const int w = std::clamp(nMode == 2 ? st.nGrayWidth : st.nGrayWidthDef, 1, 510);
     const double centre = v * 255.0 / 100.0;
     const double low = centre - w / 2.0;
-    uchar lut[256];
     for (int i = 0; i < 256; ++i)
         lut[i] = cv::saturate_cast<uchar>((i - low) * 255.0 / w);
+    return true;
+}
+
+void grayProcessingStage(cv::Mat& img, const uchar lut[256])
+{
     const size_t rowValues = static_cast<size_t>(img.cols) * img.channels();
     forEachRowStrip(img.rows, [&](int y0, int y1) {
         for (int y = y0; y < y1; ++y)
@@ -515,9 +532,16 @@ void preprocessImage(cv::Mat& image, const IZKVisionCameraManager& record)
     cv::Mat img = image;
     bool bLevelsReady = false;
     saturationStage(img, st, s, bLevelsReady);
-    brightnessStage(img, st, s, bLevelsReady);
+    // The gray processing's table goes with the brightness pass when the gray
+    // channel stage leaves the picture as it is.
+    uchar window[256];
+    const bool bWindow = grayWindowTable(st, window);
+    const bool bGrayChannelIdle = !isColour(img) || ((st.nGrayMode < 1 || st.nGrayMode > 8) && !st.bShowGray);
+    const bool bWindowWithBrightness = bWindow && brightnessOn(st) && bGrayChannelIdle;
+    brightnessStage(img, st, s, bLevelsReady, bWindowWithBrightness ? window : nullptr);
     grayChannelStage(img, st, s);
-    grayProcessingStage(img, st);
+    if (bWindow && !bWindowWithBrightness)
+        grayProcessingStage(img, window);
     neighbourhoodStagesInBands(img, st, s);
     equalizationAndInversionStages(img, st, s);
 

@@ -248,6 +248,24 @@ private slots:
              [](cv::Mat& m) { referenceBrightness(m, 30, 201); }},
             {"gray processing", [](Record& r) { r.bGrayPro = true; r.nGrayValue = 40; r.nGrayWidth = 150; },
              [](cv::Mat& m) { referenceWindow(m, 40, 150); }},
+            {"brightness then gray processing",
+             [](Record& r) {
+                 r.nBriMode = 2; r.bBriDef = false; r.nBriValue = 60; r.nBriWidth = 31;
+                 r.bGrayPro = true; r.nGrayValue = 40; r.nGrayWidth = 150;
+             },
+             [](cv::Mat& m) { referenceBrightness(m, 60, 31); referenceWindow(m, 40, 150); }},
+            {"brightness, red plane, gray processing",
+             [](Record& r) {
+                 r.nBriMode = 2; r.bBriDef = false; r.nBriValue = 60; r.nBriWidth = 31;
+                 r.nGrayMode = 3;
+                 r.bGrayPro = true; r.nGrayValue = 40; r.nGrayWidth = 150;
+             },
+             [](cv::Mat& m) {
+                 referenceBrightness(m, 60, 31);
+                 if (m.channels() == 3)
+                     cv::extractChannel(m.clone(), m, 0);
+                 referenceWindow(m, 40, 150);
+             }},
             {"de-interference", [](Record& r) { r.bGoInterfere = true; r.bGoInterfereDef = false; r.nGoInterfereValue = 20; },
              [](cv::Mat& m) { referenceDeInterference(m, 20); }},
             {"de-interference, strong", [](Record& r) { r.bGoInterfere = true; r.bGoInterfereDef = false; r.nGoInterfereValue = 90; },
@@ -301,7 +319,8 @@ private slots:
         QCOMPARE(fast.type(), plain.type());
         QVERIFY2(maxDifference(fast, plain) == 0,
                  qPrintable(QString("differs by up to %1").arg(maxDifference(fast, plain))));
-        QVERIFY(maxDifference(fast, in) > 0); // the stage did something
+        // The stage did something (a gray channel stage changes the type).
+        QVERIFY(fast.type() != in.type() || maxDifference(fast, in) > 0);
     }
 
     // The same settings give the same picture on one core as on two.
