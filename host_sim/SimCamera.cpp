@@ -154,6 +154,9 @@ SimCamera::SimCamera(const CameraSetup& setup, SimMachine* pMachine, Workpiece* 
 {
     if (m_setup.source == FrameSource::Picture && !setSource(FrameSource::Picture, m_setup.picturePath))
         m_setup.source = FrameSource::TestPattern;
+    m_bReportedColour = m_setup.colour;
+    m_nReportedWidth = m_setup.width;
+    m_nReportedHeight = m_setup.height;
 }
 
 SimCamera::~SimCamera() = default;
@@ -185,6 +188,7 @@ bool SimCamera::IsColorful()
 {
     QMutexLocker lock(&m_mutex);
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::IsColorful()") + tag());
+    m_bReportedColour = m_setup.colour;
     return m_setup.colour;
 }
 
@@ -194,6 +198,8 @@ int SimCamera::GetImageWidth(bool bCurrent)
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageWidth(%1)").arg(bCurrent) + tag());
     if (m_bZeroSize)
         return 0;
+    if (bCurrent)
+        m_nReportedWidth = m_setup.width;
     return bCurrent ? m_setup.width : m_nLastWidth;
 }
 
@@ -203,6 +209,8 @@ int SimCamera::GetImageHeight(bool bCurrent)
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageHeight(%1)").arg(bCurrent) + tag());
     if (m_bZeroSize)
         return 0;
+    if (bCurrent)
+        m_nReportedHeight = m_setup.height;
     return bCurrent ? m_setup.height : m_nLastHeight;
 }
 
@@ -217,9 +225,18 @@ int SimCamera::GrabImage(unsigned char* pBuffer)
         return 2;
     if (m_bGrabFails || m_bZeroSize)
         return 2;
+    // The frame changed size or depth since the client asked: its buffer is
+    // sized for the old one. Refused (like a real camera's frame of another
+    // format); the client asks again before its next grab.
+    if (m_setup.width != m_nReportedWidth || m_setup.height != m_nReportedHeight
+        || m_setup.colour != m_bReportedColour)
+        return 2;
     double dX = 0.0, dY = 0.0;
     m_pMachine->position(dX, dY);
     const cv::Mat frame = renderLocked(dX, dY);
+    if (frame.cols != m_nReportedWidth || frame.rows != m_nReportedHeight
+        || frame.channels() != (m_bReportedColour ? 3 : 1))
+        return 2;
     std::memcpy(pBuffer, frame.data, frame.total() * frame.elemSize());
     m_nLastWidth = frame.cols;
     m_nLastHeight = frame.rows;

@@ -97,6 +97,12 @@ private:
     bool m_bGrabbing = false;
     int m_nLastWidth = 0;
     int m_nLastHeight = 0;
+    // What the camera last told about its frames (IsColorful,
+    // GetImageWidth/Height(true)): a client sizes its buffer from these, so
+    // a grab copies only a frame that matches them.
+    bool m_bReportedColour = true;
+    int m_nReportedWidth = 0;
+    int m_nReportedHeight = 0;
     std::atomic<int> m_nGrabCount{0};
     // Last rendered frame and what it was rendered for: a grab while nothing
     // changed is one copy.

@@ -24,6 +24,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
+
 #include <opencv2/imgproc.hpp>
 
 using hostsim::CameraSetup;
@@ -91,6 +93,10 @@ private slots:
     {
         SimCamera* pCamera = HostSim::camera(0);
         pCamera->setFrameSize(322, 241); // odd sizes: rows are packed, 966 bytes each
+        // A client asks the size before it sizes its buffer.
+        QVERIFY(pCamera->IsColorful());
+        QCOMPARE(pCamera->GetImageWidth(true), 322);
+        QCOMPARE(pCamera->GetImageHeight(true), 241);
         std::vector<unsigned char> buffer(3 * 322 * 241 + 16, 0xAB);
         QCOMPARE(pCamera->GrabImage(buffer.data()), 0);
         QCOMPARE(buffer[3 * 322 * 241], static_cast<unsigned char>(0xAB)); // nothing written past the frame
@@ -100,6 +106,37 @@ private slots:
         QCOMPARE(pCamera->GetImageHeight(false), 241);
     }
 
+
+    // The frame changes size or depth between the client's questions and its
+    // grab (the client's buffer is sized for the old frame): the grab is
+    // refused and writes nothing; asking again makes the next grab work.
+    void grabRefusesAFrameOfAnotherSizeThanTold()
+    {
+        SimCamera* pCamera = HostSim::camera(0);
+        pCamera->setFrameSize(320, 240);
+        QVERIFY(pCamera->IsColorful());
+        QCOMPARE(pCamera->GetImageWidth(true), 320);
+        QCOMPARE(pCamera->GetImageHeight(true), 240);
+        std::vector<unsigned char> buffer(3 * 320 * 240 + 16, 0xAB);
+        QCOMPARE(pCamera->GrabImage(buffer.data()), 0);
+
+        pCamera->setFrameSize(640, 480); // bigger than the buffer
+        std::fill(buffer.begin(), buffer.end(), 0xAB);
+        QCOMPARE(pCamera->GrabImage(buffer.data()), 2);
+        QVERIFY(std::all_of(buffer.begin(), buffer.end(), [](unsigned char c) { return c == 0xAB; }));
+        QCOMPARE(pCamera->GetImageWidth(true), 640);
+        QCOMPARE(pCamera->GrabImage(buffer.data()), 2); // the height is still the old one
+        QCOMPARE(pCamera->GetImageHeight(true), 480);
+        std::vector<unsigned char> bigger(3 * 640 * 480);
+        QCOMPARE(pCamera->GrabImage(bigger.data()), 0);
+
+        pCamera->setColour(false); // a third of the bytes: still refused until asked
+        QCOMPARE(pCamera->GrabImage(bigger.data()), 2);
+        QVERIFY(!pCamera->IsColorful());
+        QCOMPARE(pCamera->GrabImage(bigger.data()), 0);
+        pCamera->setColour(true);
+        pCamera->setFrameSize(1280, 1024);
+    }
     void centreFeatureSitsOnTheCentrePixel()
     {
         SimCamera* pCamera = HostSim::camera(0);
