@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs one program under valgrind memcheck and fails unless the program
 # succeeds and memcheck reports no error and no definite leak beyond the
-# suppressions given.
+# suppressions given. With EXPECT_SUPPRESSED=1 it also fails unless the
+# suppressions did hide at least one block (the leak they name is there).
 #   run_memcheck.sh <suppressions> <log> <program> [args...]
 set -u
 supp=$1; log=$2; shift 2
@@ -21,4 +22,8 @@ if [ $status -ne 0 ]; then
   exit 1
 fi
 grep -q "ERROR SUMMARY: 0 errors" "$log" || { echo "run_memcheck: no clean error summary in $log" >&2; exit 1; }
+if [ "${EXPECT_SUPPRESSED:-0}" = 1 ] && ! grep -Eq "suppressed: [0-9,]+ bytes in [1-9][0-9]* blocks" "$log"; then
+  echo "run_memcheck: the suppressed leak did not happen (nothing suppressed)" >&2
+  exit 1
+fi
 exit 0
