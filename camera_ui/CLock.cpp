@@ -1,4 +1,5 @@
 #include "CLock.h"
+#include "HXL_TsanAnnotations.h"
 
 #ifdef Q_OS_WIN
 
@@ -24,16 +25,19 @@ void CLock::Leave()
 
 #else
 
+
 CLock::CLock() = default;
 CLock::~CLock() = default;
 
 void CLock::Enter()
 {
     m_cs.lock();
+    HXL_TSAN_ACQUIRE(this);
 }
 
 void CLock::Leave()
 {
+    HXL_TSAN_RELEASE(this);
     m_cs.unlock();
 }
 

@@ -1,4 +1,5 @@
 #include "HXL_RefreshCameraThread.h"
+#include "HXL_TsanAnnotations.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/IZKDatabase.h"
@@ -18,18 +19,6 @@
 #include <new>
 #include <vector>
 
-// ThreadSanitizer cannot see inside the uninstrumented QMutex of the system's
-// Qt; in TSan builds the pause protocol's lock and unlock points are told to it
-// explicitly so that what the mutex orders is not reported as a race.
-#if defined(__SANITIZE_THREAD__)
-extern "C" void __tsan_acquire(void* pAddress);
-extern "C" void __tsan_release(void* pAddress);
-#define HXL_TSAN_ACQUIRE(p) __tsan_acquire(p)
-#define HXL_TSAN_RELEASE(p) __tsan_release(p)
-#else
-#define HXL_TSAN_ACQUIRE(p) ((void)0)
-#define HXL_TSAN_RELEASE(p) ((void)0)
-#endif
 
 namespace {
 std::atomic<int> g_composeMode{static_cast<int>(HXL_RefreshCameraThread::ComposeMode::Auto)};

@@ -91,12 +91,13 @@ public:
     bool m_bPauseRequested = false;       // set by Pause, cleared by Resume and on leaving the paused section
 
     // Bytes of the frame buffer now held (0 without one).
-    int bufferBytes() const { return m_nBufferBytes; }
+    int bufferBytes() const { return m_nBufferBytes.load(); }
 
 private:
     void publish(const QImage& composed);
     void takeLabelSize();
 
-    int m_nBufferBytes = 0; // size of m_pImageBuffer
+    // Size of m_pImageBuffer: changed under the buffer lock, read by others without it.
+    std::atomic<int> m_nBufferBytes{0};
     std::atomic<bool> m_bStopRequested{false};
 };

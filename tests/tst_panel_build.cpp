@@ -549,7 +549,7 @@ private slots:
         const int nLive = hostsim::SimPolyline::liveCount();
         ZKCostomCameraWidget* pPanel = makePanel();
         QPointer<HXL_RefreshCameraThread> pThread = pPanel->m_pRefreshThread;
-        QTRY_VERIFY_WITH_TIMEOUT(pThread->bufferBytes() > 0, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(pPanel->m_pRefreshThread->bufferBytes() > 0, 5000);
         HostSim::journal().clear();
         destroyPanel(pPanel);
         QVERIFY(pThread.isNull()); // deleted once its deferred deletion came round
