@@ -22,6 +22,24 @@
 
 namespace {
 std::atomic<int> g_composeMode{static_cast<int>(HXL_RefreshCameraThread::ComposeMode::Auto)};
+
+// Where a frame of nWidth x nHeight goes in a nShowW x nShowH label: the
+// largest rectangle of the frame's aspect that fits, centred.
+QRect fittedRect(int nWidth, int nHeight, int nShowW, int nShowH)
+{
+    const double r = static_cast<double>(nWidth) / nHeight;
+    const double s = static_cast<double>(nShowW) / nShowH;
+    int nDrawW = 0;
+    int nDrawH = 0;
+    if (r > s) {
+        nDrawW = nShowW;
+        nDrawH = static_cast<int>(nShowW / r);
+    } else {
+        nDrawH = nShowH;
+        nDrawW = static_cast<int>(r * nShowH);
+    }
+    return QRect((nShowW - nDrawW) / 2, (nShowH - nDrawH) / 2, nDrawW, nDrawH);
+}
 } // namespace
 
 HXL_RefreshCameraThread::HXL_RefreshCameraThread() : QThread(nullptr) {}
@@ -150,18 +168,7 @@ QImage HXL_RefreshCameraThread::WrapBuffer(const unsigned char* pBuffer, bool bC
 
 void HXL_RefreshCameraThread::DrawFrame(QPainter& painter, const QImage& frame, int nShowW, int nShowH)
 {
-    const double r = static_cast<double>(frame.width()) / frame.height();
-    const double s = static_cast<double>(nShowW) / nShowH;
-    int nDrawW = 0;
-    int nDrawH = 0;
-    if (r > s) {
-        nDrawW = nShowW;
-        nDrawH = static_cast<int>(nShowW / r);
-    } else {
-        nDrawH = nShowH;
-        nDrawW = static_cast<int>(r * nShowH);
-    }
-    painter.drawImage(QRect((nShowW - nDrawW) / 2, (nShowH - nDrawH) / 2, nDrawW, nDrawH), frame);
+    painter.drawImage(fittedRect(frame.width(), frame.height(), nShowW, nShowH), frame);
 
     QPen pen(QColor(255, 0, 0, 255));
     pen.setWidth(1);
@@ -187,19 +194,11 @@ QImage HXL_RefreshCameraThread::ComposeImage(const unsigned char* pBuffer, bool 
     // The same picture DrawFrame paints (aspect fit, nearest pixel, crosshair),
     // written straight into the image: the live thread does this ten times a
     // second, and painting through QPainter costs several times more.
-    const double r = static_cast<double>(nWidth) / nHeight;
-    const double s = static_cast<double>(nShowW) / nShowH;
-    int nDrawW = 0;
-    int nDrawH = 0;
-    if (r > s) {
-        nDrawW = nShowW;
-        nDrawH = static_cast<int>(nShowW / r);
-    } else {
-        nDrawH = nShowH;
-        nDrawW = static_cast<int>(r * nShowH);
-    }
-    const int nLeft = (nShowW - nDrawW) / 2;
-    const int nTop = (nShowH - nDrawH) / 2;
+    const QRect fitted = fittedRect(nWidth, nHeight, nShowW, nShowH);
+    const int nDrawW = fitted.width();
+    const int nDrawH = fitted.height();
+    const int nLeft = fitted.left();
+    const int nTop = fitted.top();
     const int nChannels = bColour ? 3 : 1;
     const int nStride = (nWidth * nChannels + 3) / 4 * 4; // scan lines as the wrapping QImage reads them
     if (nDrawW > 0 && nDrawH > 0) {
