@@ -2,14 +2,16 @@
 
 #include "HostJournal.h"
 #include "HostState.h"
-#include "HostCamera.h"
-#include "SimCamera.h"
-#include "SimEvents.h"
+#include "calibration/CameraModel.h"
+#include "cameras/HostCamera.h"
+#include "cameras/SimCamera.h"
+#include "services/CameraConfigFile.h"
+#include "services/SimEvents.h"
 #ifdef HXL_HAVE_GENICAM
-#include "AravisCamera.h"
+#include "cameras/AravisCamera.h"
 #endif
 #ifdef HXL_HAVE_V4L2
-#include "V4l2Camera.h"
+#include "cameras/V4l2Camera.h"
 #endif
 
 #include "host/HXL_ServiceKeys.h"
@@ -19,7 +21,10 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QMutexLocker>
 
+#include <atomic>
+#include <cmath>
 #include <cstdio>
 
 #include <memory>
@@ -39,6 +44,11 @@ struct Process
     // parked may still hold pointers into them.
     std::vector<std::unique_ptr<HostState>> retired;
     bool bCamerasFromConfiguration = false;
+    // One bit per AbsentPart. Not part of the replaceable state: the live
+    // video thread asks for it while a test may be resetting the host.
+    std::atomic<quint32> absentParts{0};
+    QMutex operatorMutex;
+    QStringList operatorLines;
 };
 
 Process& process()
@@ -110,12 +120,49 @@ void HostSim::reset(const QString& strWorkPath)
         p.retired.push_back(std::move(p.pState));
     }
     p.journal.clear();
+    p.absentParts.store(0);
     hostState(); // builds the new state, registers it and reads the configuration
 }
 
 Journal& HostSim::journal()
 {
     return process().journal;
+}
+
+bool HostSim::withdrawService(int nKey)
+{
+    hostState(); // a host that is not built yet would register it again
+    return IServiceManager::singleton()->UnregisterService(nKey) != nullptr;
+}
+
+void HostSim::setAbsent(AbsentPart part, bool bAbsent)
+{
+    const quint32 bit = 1u << static_cast<int>(part);
+    if (bAbsent)
+        process().absentParts.fetch_or(bit);
+    else
+        process().absentParts.fetch_and(~bit);
+}
+
+bool HostSim::isAbsent(AbsentPart part)
+{
+    return (process().absentParts.load() & (1u << static_cast<int>(part))) != 0;
+}
+
+void HostSim::tellOperator(const QString& strLine)
+{
+    Process& p = process();
+    QMutexLocker lock(&p.operatorMutex);
+    std::fprintf(stderr, "host_sim: %s\n", strLine.toLocal8Bit().constData());
+    std::fflush(stderr);
+    p.operatorLines.append(strLine);
+}
+
+QStringList HostSim::operatorLines(int nFrom)
+{
+    Process& p = process();
+    QMutexLocker lock(&p.operatorMutex);
+    return p.operatorLines.mid(nFrom);
 }
 
 void HostSim::setWorkPath(const QString& strDir)
@@ -189,23 +236,6 @@ bool HostSim::camerasFromConfiguration()
     return process().bCamerasFromConfiguration;
 }
 
-QStringList cameraTypeNames()
-{
-    return {QStringLiteral("Auto"), QStringLiteral("Sim"), QStringLiteral("GenICam"), QStringLiteral("V4L2")};
-}
-
-bool cameraTypeFromName(const QString& strName, CameraType& type)
-{
-    const QStringList names = cameraTypeNames();
-    for (int i = 0; i < names.size(); ++i) {
-        if (names[i].compare(strName.trimmed(), Qt::CaseInsensitive) == 0) {
-            type = static_cast<CameraType>(i);
-            return true;
-        }
-    }
-    return false;
-}
-
 bool cameraTypeAvailable(CameraType type)
 {
     switch (type) {
@@ -223,35 +253,68 @@ bool cameraTypeAvailable(CameraType type)
 
 bool HostSim::cameraRequestFromJson(const QJsonObject& entry, CameraRequest& request, QString* pError)
 {
+    if (!hostsim::cameraRequestFromJson(entry, request, pError))
+        return false;
+    // A simulated camera may be mounted like a real one (turned, offset from
+    // the head, mirrored, noisy); the geometry is checked as a calibration is.
+    const QJsonValue mount = entry.value(QStringLiteral("mount"));
+    if (!mount.isUndefined()) {
+        auto fail = [pError](const QString& strWhy) {
+            if (pError)
+                *pError = strWhy;
+            return false;
+        };
+        if (request.type != CameraType::Sim)
+            return fail(QStringLiteral("\"mount\" is for simulated cameras only"));
+        if (!mount.isObject())
+            return fail(QStringLiteral("\"mount\" is not an object"));
+        QString strWhy;
+        if (!simMountFromJson(mount.toObject(), request.sim, &strWhy))
+            return fail(QStringLiteral("\"mount\": ") + strWhy);
+    }
+    return true;
+}
+
+bool simMountFromJson(const QJsonObject& json, CameraSetup& setup, QString* pError)
+{
     auto fail = [pError](const QString& strWhy) {
         if (pError)
             *pError = strWhy;
         return false;
     };
-    request = CameraRequest();
-    const QString strType = entry.value(QStringLiteral("type")).toString(QStringLiteral("Sim"));
-    if (!cameraTypeFromName(strType, request.type))
-        return fail(QStringLiteral("unknown camera type \"%1\" (expected one of %2)")
-                        .arg(strType, cameraTypeNames().join(QStringLiteral(", "))));
-    request.address = entry.value(QStringLiteral("address")).toString();
-    request.name = entry.value(QStringLiteral("name")).toString();
-    request.pixelFormat = entry.value(QStringLiteral("pixelFormat")).toString();
-    request.width = entry.value(QStringLiteral("width")).toInt(0);
-    request.height = entry.value(QStringLiteral("height")).toInt(0);
-    request.mmPerPixel = entry.value(QStringLiteral("mmPerPixel")).toDouble(0.02);
-    request.calibrated = entry.value(QStringLiteral("calibrated")).toBool(true);
-    if (!(request.mmPerPixel > 0.0))
-        return fail(QStringLiteral("\"mmPerPixel\" must be above 0"));
-    if (request.width < 0 || request.height < 0)
-        return fail(QStringLiteral("\"width\" and \"height\" must not be negative"));
-    request.sim.name = request.name.isEmpty() ? request.sim.name : request.name;
-    if (request.width > 0 && request.height > 0) {
-        request.sim.width = request.width;
-        request.sim.height = request.height;
+    // The geometry has the form of a calibration.
+    CameraModel current = CameraModel::plain(setup.mmPerPixel);
+    current.mmPerPixelY = setup.mmPerPixelY > 0.0 ? setup.mmPerPixelY : setup.mmPerPixel;
+    current.rotationDeg = setup.rotationDeg;
+    current.mirrored = setup.mirrored;
+    current.offsetX = setup.offsetX;
+    current.offsetY = setup.offsetY;
+    CameraModel mount;
+    if (!CameraModel::fromJson(json, current, mount, pError))
+        return false;
+    double dNoise = setup.noise;
+    const QJsonValue noise = json.value(QStringLiteral("noise"));
+    if (!noise.isUndefined()) {
+        if (!noise.isDouble() || !(noise.toDouble() >= 0.0) || noise.toDouble() > 100.0)
+            return fail(QStringLiteral("\"noise\" must be a number of grey levels from 0 to 100"));
+        dNoise = noise.toDouble();
     }
-    request.sim.colour = entry.value(QStringLiteral("colour")).toBool(true);
-    request.sim.mmPerPixel = request.mmPerPixel;
-    request.sim.calibrated = request.calibrated;
+    quint32 nSeed = setup.noiseSeed;
+    const QJsonValue seed = json.value(QStringLiteral("noiseSeed"));
+    if (!seed.isUndefined()) {
+        const double d = seed.toDouble(-1.0);
+        if (!seed.isDouble() || d < 0.0 || d > 4294967295.0 || d != std::floor(d))
+            return fail(QStringLiteral("\"noiseSeed\" must be a whole number from 0 to 4294967295"));
+        nSeed = static_cast<quint32>(d);
+    }
+    setup.mmPerPixel = mount.mmPerPixelX;
+    setup.mmPerPixelY = mount.mmPerPixelY;
+    setup.rotationDeg = mount.rotationDeg;
+    setup.mirrored = mount.mirrored;
+    setup.offsetX = mount.offsetX;
+    setup.offsetY = mount.offsetY;
+    setup.noise = dNoise;
+    setup.noiseSeed = nSeed;
     return true;
 }
 
@@ -348,7 +411,7 @@ void openConfiguredCameras(HostState& state)
         if (HostSim::cameraRequestFromJson(cameras.at(i).toObject(), request, &strWhy))
             pCamera = makeCamera(request, state, &strWhy);
         if (!pCamera) {
-            std::fprintf(stderr, "host_sim: camera %d of the configuration skipped: %s\n", i + 1, qPrintable(strWhy));
+            HostSim::tellOperator(QStringLiteral("camera %1 of the configuration skipped: %2").arg(i + 1).arg(strWhy));
             continue;
         }
         opened.push_back(std::move(pCamera));
@@ -438,6 +501,15 @@ void HostSim::calibrationPosition(double& dX, double& dY)
 {
     dX = hostState().dCalX;
     dY = hostState().dCalY;
+}
+
+QPointF HostSim::markAtHead(double dDiameterMm)
+{
+    HostState& state = hostState();
+    double dX = 0.0, dY = 0.0;
+    state.machine.position(dX, dY);
+    state.workpiece.addMark(QPointF(dX, dY), dDiameterMm);
+    return QPointF(dX, dY);
 }
 
 } // namespace hostsim

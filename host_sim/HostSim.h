@@ -8,6 +8,7 @@
 
 #include <QColor>
 #include <QJsonObject>
+#include <QPointF>
 #include <QString>
 #include <QStringList>
 
@@ -15,6 +16,13 @@ class IMainWindow;
 struct UiUserConfig;
 
 namespace hostsim {
+
+// The largest picture the host takes in, in pixels (8192 x 8192): picture
+// files it reads and frames it is asked to make. A colour picture of that
+// size is 192 MiB; processing it holds a few copies.
+constexpr qint64 kMaxPicturePixels = 8192LL * 8192LL;
+// Pixel size a configured camera may have at the work plane, in millimetres.
+constexpr double kMaxMmPerPixel = 1000.0;
 
 class Journal;
 class SimMachine;
@@ -46,7 +54,23 @@ struct CameraSetup
     QString picturePath;         // FrameSource::Picture
     QColor solidColour = QColor(128, 128, 128);
     bool calibrated = true;
+    // How the camera is mounted (what it sees; the host's calibration is
+    // apart, see SimCameraManager::setCameraModel). mmPerPixel above is the
+    // pixel size along the picture's rows.
+    double mmPerPixelY = 0.0;    // along its columns; 0: square pixels
+    double rotationDeg = 0.0;    // about the optical axis, counter-clockwise seen from above
+    double offsetX = 0.0;        // optical axis from the head, mm
+    double offsetY = 0.0;
+    bool mirrored = false;       // the picture is a mirror image
+    double noise = 0.0;          // sensor noise, standard deviation in grey levels
+    quint32 noiseSeed = 1;       // the noise repeats for a seed
 };
+
+// Reads a simulated camera's mounting from the configuration's form
+// {"mmPerPixelX", "mmPerPixelY", "rotationDeg", "mirrored", "offsetX",
+// "offsetY", "noise", "noiseSeed"} into setup (missing keys keep its values).
+// False, with the reason, for a value of the wrong kind or out of range.
+HXL_HOST_EXPORT bool simMountFromJson(const QJsonObject& json, CameraSetup& setup, QString* pError);
 
 // Kinds of camera, by the names the configuration's "type" field uses.
 enum class CameraType
@@ -79,6 +103,28 @@ struct CameraRequest
     CameraSetup sim;          // Sim
 };
 
+// Parts of the host that a test can make answer "not there". While a part is
+// absent, the host operation named beside it returns null (it is still
+// journalled); everything else works on. A reset makes every part present.
+enum class AbsentPart
+{
+    MainApp,           // ZKAppService::GetMainApp
+    Document,          // ZKGloabVisionAppBase::GetDocument
+    Database,          // IZKDocument::GetDatabase
+    View,              // IZKDocument::GetView
+    MainWindow,        // ZKWindowManager::getMainWindow
+    UiConfig,          // ZKWindowManager::GetUiCfg
+    ProgressUI,        // IMainWindow::GetProgressUI
+    CurrentMachine,    // IZKRobotService::GetCurMachine
+    Camera,            // IZKVisionCameraManager::GetCamera (the count stays)
+    ImageAdapter,      // IZKVisionCameraManager::GetImageAdapter and IZKVisionCamera::GetImageAdapter
+    CameraCalibration, // IZKVisionCamera::GetCalibration
+    DataPool,          // ZKVisionLocatorManager::GetDataPoolMgr
+    Polyline,          // IZKEntityFactory::CreatePolyline
+    Bound,             // IZKPartFactory::CreateBound
+    CombinedImage      // ZKCCDImageCombineManager::CombineImage
+};
+
 class HXL_HOST_EXPORT HostSim
 {
 public:
@@ -91,6 +137,23 @@ public:
     static void reset(const QString& strWorkPath = QString());
 
     static Journal& journal();
+
+    // Withdraws the service registered under nKey (HXLServiceKey) until the
+    // next reset, as a host that never registered it. The service object
+    // stays alive. False when no service had that key.
+    static bool withdrawService(int nKey);
+    // Makes a host operation answer "not there" (see AbsentPart); safe to
+    // call and to read from any thread.
+    static void setAbsent(AbsentPart part, bool bAbsent = true);
+    static bool isAbsent(AbsentPart part);
+    // One line for the operator about something the host did on its own (a
+    // camera configuration kept aside, a configured camera skipped, a picture
+    // refused). Printed on stderr at once and kept for the life of the
+    // process, so that a window made later can still show it (the demo shows
+    // the newest in its status bar). Any thread.
+    static void tellOperator(const QString& strLine);
+    // The lines told so far, from the nFrom-th on.
+    static QStringList operatorLines(int nFrom = 0);
 
     // Work directory (made when missing); stored with a trailing separator.
     static void setWorkPath(const QString& strDir);
@@ -142,6 +205,11 @@ public:
 
     // Where the machine is known to the movable camera's calibration.
     static void calibrationPosition(double& dX, double& dY);
+
+    // The head marks the workpiece where it is now (a laser spot, a pen dot)
+    // and the simulated cameras see the mark from then on. Returns the
+    // position of the mark.
+    static QPointF markAtHead(double dDiameterMm);
 };
 
 } // namespace hostsim

@@ -3,12 +3,12 @@
 // State of the replacement host shared by its services (internal to host_sim).
 
 #include "HostJournal.h"
-#include "SimApp.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
-#include "SimServices.h"
-#include "Workpiece.h"
+#include "services/SimApp.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
+#include "services/SimServices.h"
+#include "cameras/Workpiece.h"
 
 #include <QPointer>
 

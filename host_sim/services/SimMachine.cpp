@@ -1,4 +1,4 @@
-#include "SimMachine.h"
+#include "services/SimMachine.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
@@ -159,7 +159,7 @@ void SimMachine::limits(double& dMinX, double& dMinY, double& dMaxX, double& dMa
 IZKMachine* SimRobotService::GetCurMachine()
 {
     HostSim::journal().append(QStringLiteral("IZKRobotService::GetCurMachine()"));
-    return m_pMachine;
+    return HostSim::isAbsent(AbsentPart::CurrentMachine) ? nullptr : m_pMachine;
 }
 
 } // namespace hostsim

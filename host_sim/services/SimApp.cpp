@@ -1,8 +1,8 @@
-#include "SimApp.h"
+#include "services/SimApp.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimDrawing.h"
+#include "drawing/SimDrawing.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -32,19 +32,19 @@ void SimView::zoomToData()
 IZKDatabase* SimDocument::GetDatabase()
 {
     HostSim::journal().append(QStringLiteral("IZKDocument::GetDatabase()"));
-    return m_pDatabase;
+    return HostSim::isAbsent(AbsentPart::Database) ? nullptr : m_pDatabase;
 }
 
 IZKView* SimDocument::GetView()
 {
     HostSim::journal().append(QStringLiteral("IZKDocument::GetView()"));
-    return m_pView;
+    return HostSim::isAbsent(AbsentPart::View) ? nullptr : m_pView;
 }
 
 IZKDocument* SimMainApp::GetDocument()
 {
     HostSim::journal().append(QStringLiteral("ZKGloabVisionAppBase::GetDocument()"));
-    return m_pDocument;
+    return HostSim::isAbsent(AbsentPart::Document) ? nullptr : m_pDocument;
 }
 
 int SimMainApp::RunCommand(const std::string& strCommand)
@@ -65,7 +65,7 @@ int SimMainApp::RunCommand(const std::string& strCommand)
 ZKGloabVisionAppBase* SimAppService::GetMainApp()
 {
     HostSim::journal().append(QStringLiteral("ZKAppService::GetMainApp()"));
-    return m_pApp;
+    return HostSim::isAbsent(AbsentPart::MainApp) ? nullptr : m_pApp;
 }
 
 // --- progress box ------------------------------------------------------------------
@@ -122,7 +122,7 @@ SimMainWindow::~SimMainWindow() = default;
 ZKProgressUI* SimMainWindow::GetProgressUI()
 {
     HostSim::journal().append(QStringLiteral("IMainWindow::GetProgressUI()"));
-    return m_pProgress;
+    return HostSim::isAbsent(AbsentPart::ProgressUI) ? nullptr : m_pProgress;
 }
 
 void SimMainWindow::slotImageParamChanged()

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "HostSim.h"
-#include "HostCamera.h"
+#include "cameras/HostCamera.h"
 #include "host/IZKVisionCameraManager.h"
 
 #include <QImage>
@@ -45,8 +45,12 @@ public:
     void setSetup(const CameraSetup& setup);
     void setFrameSize(int nWidth, int nHeight);
     void setColour(bool bColour);
-    // False (and nothing changes) when a picture file cannot be read.
+    // False (and nothing changes) when a picture file cannot be read
+    // (readPictureFile); the operator is told why.
     bool setSource(FrameSource source, const QString& strPicturePath = QString());
+    // Shows a picture held in memory (the picture source without a file). A
+    // picture of the frame's size is delivered pixel for pixel.
+    void setPicture(const QImage& picture);
     void setCalibrated(bool bCalibrated) override;
     double mmPerPixel() const override;
     // Exposure in microseconds (reference 10000) and gain in dB (0..24);
@@ -66,18 +70,15 @@ public:
     int grabFrame(cv::Mat& frame) override;
     bool isGrabbing() const;
 
-    // Renders the frame the camera sees now (no journal line), in the
+    // Renders the frame the camera hands out now (no journal line), in the
     // camera's format: CV_8UC3 RGB or CV_8UC1.
     cv::Mat renderFrame();
-    // Renders the frame that the camera would see with its centre at (dX, dY).
+    // Renders the frame that the camera would hand out with the machine at (dX, dY).
     cv::Mat renderFrameAt(double dX, double dY);
 
-    // Picture-pixel to machine mapping at a given machine position
-    // (continuous pixel coordinates: pixel i covers [i, i+1)).
-    void pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
-                        double& dMachineY) const override;
-    void machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
-                        double& dPixelY) const override;
+    // How the camera is mounted (its true geometry, from the setup): what it
+    // sees, before the host's calibration turns the picture.
+    CameraModel mount() const;
 
 private:
     cv::Mat renderLocked(double dX, double dY);
@@ -110,7 +111,9 @@ private:
     double m_dCacheX = 1e300, m_dCacheY = 1e300;
     quint64 m_nCacheStamp = 0;
     quint64 m_nStamp = 1;
+    quint64 m_nCacheModelRevision = 0;
     QImage m_picture; // FrameSource::Picture, already scaled
+    cv::RNG m_noise;  // sensor noise, seeded from the setup
 };
 
 } // namespace hostsim

@@ -1,13 +1,15 @@
-#include "SimCamera.h"
+#include "cameras/SimCamera.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
 #include "HostState.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
-#include "Workpiece.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
+#include "cameras/PictureFile.h"
+#include "cameras/Workpiece.h"
 
 #include <QDoubleSpinBox>
+#include <QFileInfo>
 #include <QFormLayout>
 #include <QLabel>
 #include <QMutexLocker>
@@ -17,6 +19,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -41,20 +44,16 @@ cv::Mat matFromImage(const QImage& image)
     return wrapped.clone();
 }
 
-QImage imageFromMat(const cv::Mat& mat)
+CameraModel mountOf(const CameraSetup& setup)
 {
-    if (mat.empty())
-        return QImage();
-    if (mat.type() == CV_8UC1) {
-        QImage image(mat.cols, mat.rows, QImage::Format_Grayscale8);
-        for (int y = 0; y < mat.rows; ++y)
-            std::memcpy(image.scanLine(y), mat.ptr(y), static_cast<size_t>(mat.cols));
-        return image;
-    }
-    QImage image(mat.cols, mat.rows, QImage::Format_RGB888);
-    for (int y = 0; y < mat.rows; ++y)
-        std::memcpy(image.scanLine(y), mat.ptr(y), static_cast<size_t>(mat.cols) * 3);
-    return image;
+    CameraModel mount = CameraModel::plain(setup.mmPerPixel);
+    if (setup.mmPerPixelY > 0.0)
+        mount.mmPerPixelY = setup.mmPerPixelY;
+    mount.rotationDeg = setup.rotationDeg;
+    mount.mirrored = setup.mirrored;
+    mount.offsetX = setup.offsetX;
+    mount.offsetY = setup.offsetY;
+    return mount;
 }
 
 } // namespace
@@ -68,9 +67,11 @@ int SimImageAdapter::ReadFile(std::string strPath)
 {
     const QString path = QString::fromLocal8Bit(strPath.c_str());
     HostSim::journal().append(QStringLiteral("ImageAdapter::ReadFile(%1)").arg(path));
-    QImage image(path);
-    if (image.isNull()) {
+    QImage image;
+    QString why;
+    if (!readPictureFile(path, image, &why)) {
         m_buffer.release();
+        HostSim::tellOperator(QStringLiteral("picture %1 not read: %2").arg(QFileInfo(path).fileName(), why));
         return -1;
     }
     hostState().nImageDpi = image.dotsPerMeterX() > 0 ? qRound(image.dotsPerMeterX() * 0.0254) : 96;
@@ -134,7 +135,7 @@ IZKDbImage* SimImageAdapter::CreateDbImage()
     HostSim::journal().append(QStringLiteral("ImageAdapter::CreateDbImage()"));
     if (m_buffer.empty())
         return nullptr;
-    return new SimDbImage(imageFromMat(m_buffer));
+    return new SimDbImage(imageFromFrame(m_buffer));
 }
 
 void SimImageAdapter::setBuffer(const cv::Mat& image)
@@ -144,13 +145,13 @@ void SimImageAdapter::setBuffer(const cv::Mat& image)
 
 QImage SimImageAdapter::bufferImage() const
 {
-    return imageFromMat(m_buffer);
+    return imageFromFrame(m_buffer);
 }
 
 // --- SimCamera -------------------------------------------------------------------
 
 SimCamera::SimCamera(const CameraSetup& setup, SimMachine* pMachine, Workpiece* pWorkpiece)
-    : m_setup(setup), m_pMachine(pMachine), m_pWorkpiece(pWorkpiece)
+    : m_setup(setup), m_pMachine(pMachine), m_pWorkpiece(pWorkpiece), m_noise(setup.noiseSeed)
 {
     if (m_setup.source == FrameSource::Picture && !setSource(FrameSource::Picture, m_setup.picturePath))
         m_setup.source = FrameSource::TestPattern;
@@ -237,7 +238,7 @@ int SimCamera::GrabImage(unsigned char* pBuffer)
     if (frame.cols != m_nReportedWidth || frame.rows != m_nReportedHeight
         || frame.channels() != (m_bReportedColour ? 3 : 1))
         return 2;
-    std::memcpy(pBuffer, frame.data, frame.total() * frame.elemSize());
+    writeFrameRows(frame, pBuffer);
     m_nLastWidth = frame.cols;
     m_nLastHeight = frame.rows;
     ++m_nGrabCount;
@@ -334,7 +335,14 @@ void SimCamera::setSetup(const CameraSetup& setup)
 {
     QMutexLocker lock(&m_mutex);
     m_setup = setup;
+    m_noise = cv::RNG(setup.noiseSeed);
     touchLocked();
+}
+
+CameraModel SimCamera::mount() const
+{
+    QMutexLocker lock(&m_mutex);
+    return mountOf(m_setup);
 }
 
 void SimCamera::setFrameSize(int nWidth, int nHeight)
@@ -355,10 +363,11 @@ void SimCamera::setColour(bool bColour)
 bool SimCamera::setSource(FrameSource source, const QString& strPicturePath)
 {
     QImage picture;
-    if (source == FrameSource::Picture) {
-        picture = QImage(strPicturePath);
-        if (picture.isNull())
-            return false;
+    QString why;
+    if (source == FrameSource::Picture && !readPictureFile(strPicturePath, picture, &why)) {
+        HostSim::tellOperator(QStringLiteral("picture %1 not read for camera %2: %3")
+                                  .arg(QFileInfo(strPicturePath).fileName(), m_setup.name, why));
+        return false;
     }
     QMutexLocker lock(&m_mutex);
     m_setup.source = source;
@@ -366,6 +375,15 @@ bool SimCamera::setSource(FrameSource source, const QString& strPicturePath)
     m_picture = picture;
     touchLocked();
     return true;
+}
+
+void SimCamera::setPicture(const QImage& picture)
+{
+    QMutexLocker lock(&m_mutex);
+    m_setup.source = FrameSource::Picture;
+    m_setup.picturePath.clear();
+    m_picture = picture;
+    touchLocked();
 }
 
 void SimCamera::setCalibrated(bool bCalibrated)
@@ -443,24 +461,6 @@ cv::Mat SimCamera::renderFrameAt(double dX, double dY)
     return renderLocked(dX, dY).clone();
 }
 
-void SimCamera::pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
-                               double& dMachineY) const
-{
-    QMutexLocker lock(&m_mutex);
-    const double k = m_setup.mmPerPixel;
-    dMachineX = dAtX + (dPixelX - m_setup.width / 2.0) * k;
-    dMachineY = dAtY - (dPixelY - m_setup.height / 2.0) * k;
-}
-
-void SimCamera::machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
-                               double& dPixelY) const
-{
-    QMutexLocker lock(&m_mutex);
-    const double k = m_setup.mmPerPixel;
-    dPixelX = m_setup.width / 2.0 + (dMachineX - dAtX) / k;
-    dPixelY = m_setup.height / 2.0 - (dMachineY - dAtY) / k;
-}
-
 // Renders into the cache unless the cached frame already shows this position
 // with these settings; the returned Mat is the cache (valid while locked).
 cv::Mat SimCamera::renderLocked(double dX, double dY)
@@ -468,7 +468,9 @@ cv::Mat SimCamera::renderLocked(double dX, double dY)
     const int w = m_setup.width;
     const int h = m_setup.height;
     const bool bStatic = m_setup.source != FrameSource::Scene;
-    if (!m_cache.empty() && m_nCacheStamp == m_nStamp && (bStatic || (m_dCacheX == dX && m_dCacheY == dY)))
+    const quint64 nModelRevision = modelRevision();
+    if (!m_cache.empty() && m_nCacheStamp == m_nStamp && m_nCacheModelRevision == nModelRevision
+        && (bStatic || (m_dCacheX == dX && m_dCacheY == dY)))
         return m_cache;
 
     QImage canvas(w, h, QImage::Format_RGB32);
@@ -476,12 +478,26 @@ cv::Mat SimCamera::renderLocked(double dX, double dY)
         QPainter painter(&canvas);
         switch (m_setup.source) {
         case FrameSource::Scene: {
-            const double k = m_setup.mmPerPixel;
-            painter.translate(w / 2.0, h / 2.0);
-            painter.scale(1.0 / k, -1.0 / k);
-            painter.translate(-dX, -dY);
-            const QRectF visible(dX - w * k / 2.0, dY - h * k / 2.0, w * k, h * k);
-            m_pWorkpiece->paint(painter, visible);
+            // Workpiece millimetres to picture pixels through the mounting:
+            // the inverse of the mount's pixel-to-millimetre map, about the
+            // point under the optical axis.
+            const CameraModel mount = mountOf(m_setup);
+            const Linear2 toPixel = mount.pixelToMachineLinear().inverted();
+            const double ax = dX + mount.offsetX;
+            const double ay = dY + mount.offsetY;
+            painter.setTransform(QTransform(toPixel.a, toPixel.c, toPixel.b, toPixel.d,
+                                            w / 2.0 - toPixel.a * ax - toPixel.b * ay,
+                                            h / 2.0 - toPixel.c * ax - toPixel.d * ay));
+            // The part of the workpiece the picture covers: its corners' bounding box.
+            double x0 = 1e300, y0 = 1e300, x1 = -1e300, y1 = -1e300;
+            for (const QPointF& corner : {QPointF(0, 0), QPointF(w, 0), QPointF(0, h), QPointF(w, h)}) {
+                const QPointF pt = mount.pixelToMachine(corner, QSize(w, h), QPointF(dX, dY));
+                x0 = std::min(x0, pt.x());
+                y0 = std::min(y0, pt.y());
+                x1 = std::max(x1, pt.x());
+                y1 = std::max(y1, pt.y());
+            }
+            m_pWorkpiece->paint(painter, QRectF(x0, y0, x1 - x0, y1 - y0));
             break;
         }
         case FrameSource::Picture: {
@@ -516,11 +532,21 @@ cv::Mat SimCamera::renderLocked(double dX, double dY)
     const double dFactor = (m_nExposureUs / 10000.0) * std::pow(10.0, m_dGainDb / 20.0);
     if (std::abs(dFactor - 1.0) > 1e-9)
         frame.convertTo(frame, -1, dFactor, 0.0);
+    if (m_setup.noise > 0.0) {
+        cv::Mat noisy;
+        frame.convertTo(noisy, CV_32F);
+        cv::Mat noise(noisy.size(), noisy.type());
+        m_noise.fill(noise, cv::RNG::NORMAL, 0.0, m_setup.noise);
+        noisy += noise;
+        noisy.convertTo(frame, CV_8U);
+    }
 
-    m_cache = frame;
+    // What the host hands out: the picture in the machine's axes.
+    m_cache = modelOr(m_setup.mmPerPixel).alignFrame(frame);
     m_dCacheX = dX;
     m_dCacheY = dY;
     m_nCacheStamp = m_nStamp;
+    m_nCacheModelRevision = nModelRevision;
     return m_cache;
 }
 

@@ -1,4 +1,4 @@
-#include "SimPixelKernels.h"
+#include "processing/SimPixelKernels.h"
 
 #include <opencv2/core/hal/intrin.hpp>
 

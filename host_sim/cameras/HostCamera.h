@@ -6,6 +6,7 @@
 // the real cameras: a worker thread that opens the device, keeps the newest
 // frame and reopens the device when it goes away.
 
+#include "calibration/CameraModel.h"
 #include "host/IZKVisionCameraManager.h"
 
 #include <QImage>
@@ -22,6 +23,17 @@
 namespace hostsim {
 
 class HostCamera;
+
+// The row layout of the frames GrabImage writes, the one the camera panel's
+// frame buffers are read with: each row's pixels (3 bytes in RGB order, or 1
+// gray), then zeros up to a multiple of 4 bytes. QImage keeps RGB888 and
+// Grayscale8 pictures in the same layout.
+HXL_HOST_EXPORT int frameStride(int nWidth, int nChannels);
+// Writes frame (CV_8UC3 RGB or CV_8UC1, any row step) into pBuffer in that
+// layout: frameStride(cols, channels) x rows bytes.
+HXL_HOST_EXPORT void writeFrameRows(const cv::Mat& frame, unsigned char* pBuffer);
+// The frame as a QImage (RGB888 or Grayscale8); null for an empty frame.
+HXL_HOST_EXPORT QImage imageFromFrame(const cv::Mat& frame);
 
 // Picture buffers of a camera. Pixels are stored as cv::Mat: CV_8UC3 in RGB
 // order for colour, CV_8UC1 for gray; always continuous (rows packed).
@@ -54,9 +66,10 @@ private:
     cv::Mat m_source;
 };
 
-// Pixel to machine millimetres for a camera whose optical axis sits on the
-// machine's head: the picture centre is the machine position, x to the right,
-// picture y downward = machine y decreasing.
+// Pixel to machine millimetres of the pictures a camera hands out (in the
+// machine's axes, see HostCamera::model): the picture centre is the machine
+// position plus the camera's offset, x to the right, picture y downward =
+// machine y decreasing.
 class HXL_HOST_EXPORT HostCalibration : public IZKCameraCalibration
 {
 public:
@@ -100,22 +113,44 @@ public:
     // One line for the operator: "streaming 1280x1024 Mono8", "waiting: ...".
     virtual QString statusText() const { return QString(); }
 
-    // Picture-pixel to machine mapping at a given machine position
-    // (continuous pixel coordinates: pixel i covers [i, i+1)).
-    virtual void pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
-                                double& dMachineY) const;
-    virtual void machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
-                                double& dPixelY) const;
+    // The host's calibration of the camera. Without one set, a camera on the
+    // head looking straight down with square pixels of mmPerPixel().
+    // Every frame the camera hands out (to clients and to the host) is turned
+    // into the machine's axes with it as the frame is made
+    // (CameraModel::alignFrame), so that picture x is machine x and a point's
+    // distance from the centre is its distance from the optical axis on both
+    // axes: the panel's right-click moves and the placed photo rely on that.
+    // Thread-safe.
+    CameraModel model() const;
+    bool hasModel() const;
+    void setModel(const CameraModel& model);
+    void clearModel();
+    // Changes with every setModel / clearModel (frame caches compare it).
+    quint64 modelRevision() const { return m_nModelRevision.load(); }
+
+    // Mapping between the pixels of the pictures the camera hands out and
+    // machine millimetres at a given machine position (continuous pixel
+    // coordinates: pixel i covers [i, i+1)).
+    void pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
+                        double& dMachineY) const;
+    void machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
+                        double& dPixelY) const;
 
     SimImageAdapter& adapter() { return m_adapter; }
 
 protected:
     // " [name]" after the journal lines of this camera.
     virtual QString journalTag() const = 0;
+    // model() with the pixel size given (for a caller that holds the lock mmPerPixel() takes).
+    CameraModel modelOr(double dDefaultMmPerPixel) const;
 
 private:
     SimImageAdapter m_adapter;
     HostCalibration m_calibration{this};
+    mutable std::mutex m_modelMutex;
+    CameraModel m_model;
+    bool m_bHasModel = false;
+    std::atomic<quint64> m_nModelRevision{1};
 };
 
 // A real camera served by a worker thread. All device calls happen on that

@@ -1,8 +1,8 @@
-#include "SimDrawing.h"
+#include "drawing/SimDrawing.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimApp.h"
+#include "services/SimApp.h"
 
 #include <QtGlobal>
 

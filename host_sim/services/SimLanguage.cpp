@@ -1,4 +1,4 @@
-#include "SimLanguage.h"
+#include "services/SimLanguage.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"

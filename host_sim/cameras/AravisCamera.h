@@ -2,7 +2,7 @@
 
 // A GenICam camera (GigE Vision or USB3 Vision) through Aravis 0.8.
 
-#include "HostCamera.h"
+#include "cameras/HostCamera.h"
 
 #include <QStringList>
 

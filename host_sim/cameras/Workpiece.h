@@ -21,6 +21,8 @@ class HXL_HOST_EXPORT Workpiece
 public:
     struct Cross { QPointF centre; double armMm; };
     struct Circle { QPointF centre; double radiusMm; };
+    // A mark the machine's head made on the workpiece (a laser spot, a pen dot).
+    struct Mark { QPointF centre; double diameterMm; };
     // The glyph outlines are made when the text is added (fonts belong to the
     // GUI thread); the camera thread only fills them.
     struct Text { QPointF anchor; double heightMm; QString text; QPainterPath path; };
@@ -34,9 +36,11 @@ public:
     void addCross(const QPointF& centreMm, double armMm);
     void addCircle(const QPointF& centreMm, double radiusMm);
     void addText(const QPointF& anchorMm, double heightMm, const QString& strText);
+    void addMark(const QPointF& centreMm, double diameterMm);
     void setGrid(double dPitchMm, double dHalfSizeMm);
 
     QVector<Cross> crosses() const;
+    QVector<Mark> marks() const;
 
     // Paints the scene on a painter whose transform maps millimetres to the
     // target (the caller sets it up); rectMm is the visible area.
@@ -53,6 +57,7 @@ private:
     QVector<Cross> m_crosses;
     QVector<Circle> m_circles;
     QVector<Text> m_texts;
+    QVector<Mark> m_marks;
 };
 
 } // namespace hostsim

@@ -1,4 +1,4 @@
-#include "Workpiece.h"
+#include "cameras/Workpiece.h"
 
 #include <QGuiApplication>
 #include <QMutexLocker>
@@ -59,6 +59,7 @@ void Workpiece::clear()
     m_crosses.clear();
     m_circles.clear();
     m_texts.clear();
+    m_marks.clear();
     m_dGridPitch = 0.0;
 }
 
@@ -88,10 +89,22 @@ void Workpiece::setGrid(double dPitchMm, double dHalfSizeMm)
     m_dGridHalf = dHalfSizeMm;
 }
 
+void Workpiece::addMark(const QPointF& centreMm, double diameterMm)
+{
+    QMutexLocker lock(&m_mutex);
+    m_marks.append({centreMm, diameterMm});
+}
+
 QVector<Workpiece::Cross> Workpiece::crosses() const
 {
     QMutexLocker lock(&m_mutex);
     return m_crosses;
+}
+
+QVector<Workpiece::Mark> Workpiece::marks() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_marks;
 }
 
 void Workpiece::paint(QPainter& painter, const QRectF& rectMm) const
@@ -158,6 +171,16 @@ void Workpiece::paint(QPainter& painter, const QRectF& rectMm) const
         painter.scale(k, -k); // the scene's y is up, glyphs are drawn y-down
         painter.drawPath(t.path);
         painter.restore();
+    }
+
+    // Marks of the head: dark round burns, over everything drawn so far.
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(35, 28, 24));
+    for (const Mark& m : m_marks) {
+        const double r = m.diameterMm / 2.0;
+        if (!QRectF(m.centre.x() - r, m.centre.y() - r, 2 * r, 2 * r).intersects(rectMm))
+            continue;
+        painter.drawEllipse(m.centre, r, r);
     }
     painter.setBrush(Qt::NoBrush);
 }

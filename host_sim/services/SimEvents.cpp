@@ -1,4 +1,4 @@
-#include "SimEvents.h"
+#include "services/SimEvents.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"

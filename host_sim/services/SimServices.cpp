@@ -1,9 +1,9 @@
-#include "SimServices.h"
+#include "services/SimServices.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
 #include "HostState.h"
-#include "SimCamera.h"
+#include "cameras/SimCamera.h"
 
 #include <QApplication>
 #include <QPainter>
@@ -24,12 +24,16 @@ namespace hostsim {
 IZKGePolyline* SimEntityFactory::CreatePolyline()
 {
     HostSim::journal().append(QStringLiteral("IZKEntityFactory::CreatePolyline()"));
+    if (HostSim::isAbsent(AbsentPart::Polyline))
+        return nullptr;
     return new SimPolyline();
 }
 
 IZKBound* SimPartFactory::CreateBound()
 {
     HostSim::journal().append(QStringLiteral("IZKPartFactory::CreateBound()"));
+    if (HostSim::isAbsent(AbsentPart::Bound))
+        return nullptr;
     return new SimBound();
 }
 
@@ -54,7 +58,7 @@ void SimDataPoolManager::ClearOneOverlapCache()
 ZKVisionDataPoolManager* SimLocatorManager::GetDataPoolMgr()
 {
     HostSim::journal().append(QStringLiteral("ZKVisionLocatorManager::GetDataPoolMgr()"));
-    return &m_pool;
+    return HostSim::isAbsent(AbsentPart::DataPool) ? nullptr : &m_pool;
 }
 
 void SimLocatorManager::AddSearchDataToMap(std::string strName, IZKDatabase* pDatabase)
@@ -101,14 +105,20 @@ IZKDbImage* SimCombineManager::CombineImage()
 {
     HostSim::journal().append(QStringLiteral("ZKCCDImageCombineManager::CombineImage()"));
     m_nLastFrames = 0;
+    if (HostSim::isAbsent(AbsentPart::CombinedImage))
+        return nullptr;
     HostState& state = hostState();
     SimCamera* pCamera = state.cameraManager.camera(m_nCamera);
     if (!pCamera)
         return nullptr;
     const CameraSetup setup = pCamera->setup();
-    const double k = setup.mmPerPixel;
-    const double dFieldW = setup.width * k;
-    const double dFieldH = setup.height * k;
+    // The frames are in the machine's axes (the camera's calibration turned
+    // them), each centred where the optical axis meets the work plane.
+    const CameraModel model = pCamera->model();
+    const double kx = model.alignedMmPerPixelX();
+    const double ky = model.alignedMmPerPixelY();
+    const double dFieldW = setup.width * kx;
+    const double dFieldH = setup.height * ky;
 
     // Steps along the stretch so that neighbouring fields overlap.
     const double dx = m_ptEnd.x - m_ptStart.x;
@@ -123,12 +133,12 @@ IZKDbImage* SimCombineManager::CombineImage()
         nFrames = static_cast<int>(std::ceil(dLength / dStep)) + 1;
     }
 
-    const double dMinX = std::min(m_ptStart.x, m_ptEnd.x) - dFieldW / 2.0;
-    const double dMaxX = std::max(m_ptStart.x, m_ptEnd.x) + dFieldW / 2.0;
-    const double dMinY = std::min(m_ptStart.y, m_ptEnd.y) - dFieldH / 2.0;
-    const double dMaxY = std::max(m_ptStart.y, m_ptEnd.y) + dFieldH / 2.0;
-    const int nCanvasW = static_cast<int>(std::lround((dMaxX - dMinX) / k));
-    const int nCanvasH = static_cast<int>(std::lround((dMaxY - dMinY) / k));
+    const double dMinX = std::min(m_ptStart.x, m_ptEnd.x) + model.offsetX - dFieldW / 2.0;
+    const double dMaxX = std::max(m_ptStart.x, m_ptEnd.x) + model.offsetX + dFieldW / 2.0;
+    const double dMinY = std::min(m_ptStart.y, m_ptEnd.y) + model.offsetY - dFieldH / 2.0;
+    const double dMaxY = std::max(m_ptStart.y, m_ptEnd.y) + model.offsetY + dFieldH / 2.0;
+    const int nCanvasW = static_cast<int>(std::lround((dMaxX - dMinX) / kx));
+    const int nCanvasH = static_cast<int>(std::lround((dMaxY - dMinY) / ky));
     cv::Mat canvas(nCanvasH, nCanvasW, setup.colour ? CV_8UC3 : CV_8UC1, cv::Scalar::all(0));
 
     for (int i = 0; i < nFrames; ++i) {
@@ -140,19 +150,15 @@ IZKDbImage* SimCombineManager::CombineImage()
         cv::Mat frame;
         if (pCamera->grabFrame(frame) != 0)
             return nullptr;
-        const int nLeft = static_cast<int>(std::lround((px - dFieldW / 2.0 - dMinX) / k));
-        const int nTop = static_cast<int>(std::lround((dMaxY - (py + dFieldH / 2.0)) / k));
+        const int nLeft = static_cast<int>(std::lround((px + model.offsetX - dFieldW / 2.0 - dMinX) / kx));
+        const int nTop = static_cast<int>(std::lround((dMaxY - (py + model.offsetY + dFieldH / 2.0)) / ky));
         const cv::Rect target = cv::Rect(nLeft, nTop, frame.cols, frame.rows) & cv::Rect(0, 0, nCanvasW, nCanvasH);
         if (target.area() > 0)
             frame(cv::Rect(target.x - nLeft, target.y - nTop, target.width, target.height)).copyTo(canvas(target));
         ++m_nLastFrames;
     }
 
-    QImage image(canvas.cols, canvas.rows, setup.colour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
-    const size_t nRowBytes = static_cast<size_t>(canvas.cols) * canvas.elemSize();
-    for (int y = 0; y < canvas.rows; ++y)
-        std::memcpy(image.scanLine(y), canvas.ptr(y), nRowBytes);
-    auto* pImage = new SimDbImage(image);
+    auto* pImage = new SimDbImage(imageFromFrame(canvas));
     pImage->SetExtents(dMinX, dMinY, dMaxX, dMaxY);
     return pImage;
 }
@@ -160,6 +166,8 @@ IZKDbImage* SimCombineManager::CombineImage()
 IMainWindow* SimWindowManager::getMainWindow()
 {
     HostSim::journal().append(QStringLiteral("ZKWindowManager::getMainWindow()"));
+    if (HostSim::isAbsent(AbsentPart::MainWindow))
+        return nullptr;
     HostState& state = hostState();
     if (!state.pMainWindow && qobject_cast<QApplication*>(QCoreApplication::instance())) {
         // A host always has a main window; without the demo's, make a hidden
@@ -175,7 +183,7 @@ IMainWindow* SimWindowManager::getMainWindow()
 UiUserConfig* SimWindowManager::GetUiCfg()
 {
     HostSim::journal().append(QStringLiteral("ZKWindowManager::GetUiCfg()"));
-    return &hostState().uiConfig;
+    return HostSim::isAbsent(AbsentPart::UiConfig) ? nullptr : &hostState().uiConfig;
 }
 
 } // namespace hostsim

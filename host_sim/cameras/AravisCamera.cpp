@@ -1,4 +1,4 @@
-#include "AravisCamera.h"
+#include "cameras/AravisCamera.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"

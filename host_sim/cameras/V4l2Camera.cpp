@@ -1,4 +1,4 @@
-#include "V4l2Camera.h"
+#include "cameras/V4l2Camera.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"

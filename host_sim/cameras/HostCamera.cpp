@@ -1,4 +1,4 @@
-#include "HostCamera.h"
+#include "cameras/HostCamera.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
@@ -9,6 +9,38 @@
 #include <cstring>
 
 namespace hostsim {
+
+int frameStride(int nWidth, int nChannels)
+{
+    return (nWidth * nChannels + 3) & ~3;
+}
+
+void writeFrameRows(const cv::Mat& frame, unsigned char* pBuffer)
+{
+    const size_t nRow = size_t(frame.cols) * frame.elemSize();
+    const size_t nStride = size_t(frameStride(frame.cols, frame.channels()));
+    if (nRow == nStride && frame.isContinuous()) {
+        std::memcpy(pBuffer, frame.data, nRow * size_t(frame.rows));
+        return;
+    }
+    for (int y = 0; y < frame.rows; ++y) {
+        unsigned char* pLine = pBuffer + size_t(y) * nStride;
+        std::memcpy(pLine, frame.ptr(y), nRow);
+        std::memset(pLine + nRow, 0, nStride - nRow);
+    }
+}
+
+QImage imageFromFrame(const cv::Mat& frame)
+{
+    if (frame.empty())
+        return QImage();
+    QImage image(frame.cols, frame.rows, frame.channels() == 1 ? QImage::Format_Grayscale8 : QImage::Format_RGB888);
+    if (image.isNull())
+        return image;
+    Q_ASSERT(image.bytesPerLine() == frameStride(frame.cols, frame.channels()));
+    writeFrameRows(frame, image.bits());
+    return image;
+}
 
 qint64 steadyMicroseconds()
 {
@@ -30,7 +62,9 @@ void HostCalibration::ImageToMachine(double dPixelX, double dPixelY, double& dMa
 void HostCalibration::GetMmPerPixel(double& dMmPerPixelX, double& dMmPerPixelY)
 {
     HostSim::journal().append(QStringLiteral("IZKCameraCalibration::GetMmPerPixel()"));
-    dMmPerPixelX = dMmPerPixelY = m_pCamera->mmPerPixel();
+    const CameraModel model = m_pCamera->model();
+    dMmPerPixelX = model.alignedMmPerPixelX();
+    dMmPerPixelY = model.alignedMmPerPixelY();
 }
 
 bool HostCalibration::IsCalibrated()
@@ -46,29 +80,63 @@ HostCamera::~HostCamera() = default;
 ImageAdapter* HostCamera::GetImageAdapter()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetImageAdapter()") + journalTag());
-    return &m_adapter;
+    return HostSim::isAbsent(AbsentPart::ImageAdapter) ? nullptr : &m_adapter;
 }
 
 IZKCameraCalibration* HostCamera::GetCalibration()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::GetCalibration()") + journalTag());
-    return &m_calibration;
+    return HostSim::isAbsent(AbsentPart::CameraCalibration) ? nullptr : &m_calibration;
+}
+
+CameraModel HostCamera::modelOr(double dDefaultMmPerPixel) const
+{
+    std::lock_guard<std::mutex> lock(m_modelMutex);
+    return m_bHasModel ? m_model : CameraModel::plain(dDefaultMmPerPixel);
+}
+
+CameraModel HostCamera::model() const
+{
+    return modelOr(mmPerPixel());
+}
+
+bool HostCamera::hasModel() const
+{
+    std::lock_guard<std::mutex> lock(m_modelMutex);
+    return m_bHasModel;
+}
+
+void HostCamera::setModel(const CameraModel& model)
+{
+    std::lock_guard<std::mutex> lock(m_modelMutex);
+    m_model = model;
+    m_bHasModel = true;
+    ++m_nModelRevision;
+}
+
+void HostCamera::clearModel()
+{
+    std::lock_guard<std::mutex> lock(m_modelMutex);
+    m_bHasModel = false;
+    ++m_nModelRevision;
 }
 
 void HostCamera::pixelToMachine(double dPixelX, double dPixelY, double dAtX, double dAtY, double& dMachineX,
                                 double& dMachineY) const
 {
-    const double k = mmPerPixel();
-    dMachineX = dAtX + (dPixelX - frameWidth() / 2.0) * k;
-    dMachineY = dAtY - (dPixelY - frameHeight() / 2.0) * k;
+    const QPointF pt = model().alignedPixelToMachine(QPointF(dPixelX, dPixelY), QSize(frameWidth(), frameHeight()),
+                                                     QPointF(dAtX, dAtY));
+    dMachineX = pt.x();
+    dMachineY = pt.y();
 }
 
 void HostCamera::machineToPixel(double dMachineX, double dMachineY, double dAtX, double dAtY, double& dPixelX,
                                 double& dPixelY) const
 {
-    const double k = mmPerPixel();
-    dPixelX = frameWidth() / 2.0 + (dMachineX - dAtX) / k;
-    dPixelY = frameHeight() / 2.0 - (dMachineY - dAtY) / k;
+    const QPointF pt = model().machineToAlignedPixel(QPointF(dMachineX, dMachineY),
+                                                     QSize(frameWidth(), frameHeight()), QPointF(dAtX, dAtY));
+    dPixelX = pt.x();
+    dPixelY = pt.y();
 }
 
 // --- StreamingCamera -----------------------------------------------------------
@@ -186,6 +254,7 @@ void StreamingCamera::run()
         QString strError;
         const ReadResult result = readFrame(frame, 100, strError);
         if (result == ReadResult::Frame && !frame.empty()) {
+            frame = model().alignFrame(frame);
             nLastFrameUs = steadyMicroseconds();
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
@@ -302,7 +371,7 @@ int StreamingCamera::copyNewest(unsigned char* pBuffer, cv::Mat* pFrame)
         const bool bColour = m_newest.channels() == 3;
         if (m_newest.cols != m_nAnnouncedWidth || m_newest.rows != m_nAnnouncedHeight || bColour != m_bAnnouncedColour)
             return 2;
-        std::memcpy(pBuffer, m_newest.data, m_newest.total() * m_newest.elemSize());
+        writeFrameRows(m_newest, pBuffer);
     } else {
         *pFrame = m_newest.clone();
     }

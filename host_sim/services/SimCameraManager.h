@@ -1,8 +1,11 @@
 #pragma once
 
+#include "calibration/CameraModel.h"
 #include "host/IZKVisionCameraManager.h"
 
 #include <QJsonArray>
+#include <QJsonObject>
+#include <QMap>
 #include <QMutex>
 #include <QRectF>
 #include <QString>
@@ -29,7 +32,9 @@ public:
     void SetCurCameraIndex(int nIndex) override;
     IZKVisionCamera* GetCamera(int nIndex) override;
     ImageAdapter* GetImageAdapter() override;
+    // Writes the current camera's frame; JPEG quality kSavedPictureQuality.
     int SaveImageFile(std::string strPath) override;
+    static constexpr int kSavedPictureQuality = 95;
     int CalibrateImages() override;
     IZKBound* GetCamerasCalImageBound() override;
     void GetCameraCalImageSize(int& nWidth, int& nHeight) override;
@@ -59,17 +64,33 @@ public:
     QJsonArray configuredCameras() const;
     void setConfiguredCameras(const QJsonArray& cameras);
 
+    // --- calibration of each camera -------------------------------------------
+    // Kept in the configuration file under "calibration", by camera name; a
+    // camera without an entry is a plain camera of its pixel size (an entry
+    // may also give only some of the keys). Entries of cameras that are not
+    // in use are kept and written back.
+    CameraModel cameraModel(int nIndex) const;
+    // Camera nIndex uses model from now on (in memory only).
+    void setCameraModel(int nIndex, const CameraModel& model);
+    // Stores model for camera nIndex and writes the configuration file. When
+    // the file cannot be written, nothing changes (neither the file nor the
+    // camera) and pError says why in one line.
+    bool saveCameraModel(int nIndex, const CameraModel& model, QString* pError = nullptr);
+
     // Puts every record field back to the host's defaults.
     void resetRecord();
     // The configuration file in the work directory.
     static QString configFileName();
     QString configPath() const;
     // Reads the configuration file into the record. A missing file leaves the
-    // defaults; a corrupt one is reported on stderr, renamed aside (nothing is
-    // deleted) and the defaults stay. Returns true when a file was read.
+    // defaults; an unreadable one (see cameraConfigFromJson, or larger than
+    // kMaxCameraConfigBytes) is renamed aside as "<name>.corrupt-<date>",
+    // never deleted or overwritten, the operator is told in one line and the
+    // defaults stay. Returns true when a file was read.
     bool readSystemCFG();
     // Writes the record (atomically: a failed write leaves the old file whole).
-    bool writeSystemCFG();
+    // On failure pError says why in one line (also printed on stderr).
+    bool writeSystemCFG(QString* pError = nullptr);
 
     void setCalibrationFails(bool bFails); // CalibrateImages answers -1
     // CalibrateImages succeeds but no calibrated bound is given.
@@ -85,11 +106,14 @@ public:
 
 private:
     HostCamera* currentCamera() const;
+    // Gives a camera its stored calibration, or none (m_mutex held).
+    void applyCalibrationLocked(HostCamera* pCamera) const;
 
     mutable QMutex m_mutex;
     std::vector<std::unique_ptr<HostCamera>> m_cameras;
-    std::vector<std::unique_ptr<HostCamera>> m_retired;
-    QJsonArray m_configuredCameras; // removed, kept alive for threads that still hold them
+    std::vector<std::unique_ptr<HostCamera>> m_retired; // removed, kept alive for threads that still hold them
+    QJsonArray m_configuredCameras;
+    QMap<QString, QJsonObject> m_calibrations; // by camera name, as in the file
     int m_nCurrent = 0;
     bool m_bCalibrationFails = false;
     bool m_bBoundMissing = false;

@@ -1,6 +1,6 @@
-#include "SimPreprocess.h"
+#include "processing/SimPreprocess.h"
 
-#include "SimPixelKernels.h"
+#include "processing/SimPixelKernels.h"
 
 #include "host/IZKVisionCameraManager.h"
 
@@ -12,7 +12,7 @@
 #include <vector>
 
 // The stages, their order and the meaning of every record field are described
-// in host_sim/PREPROCESSING.md; keep the two in step.
+// in host_sim/processing/PREPROCESSING.md; keep the two in step.
 
 namespace hostsim {
 

@@ -2,7 +2,7 @@
 
 // A USB webcam (any V4L2 capture device) through OpenCV's V4L2 back-end.
 
-#include "HostCamera.h"
+#include "cameras/HostCamera.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,43 +1,29 @@
-#include "SimCameraManager.h"
+#include "services/SimCameraManager.h"
+
+#include "services/CameraConfigFile.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
 #include "HostState.h"
-#include "SimCamera.h"
-#include "SimDrawing.h"
-#include "SimPreprocess.h"
+#include "cameras/SimCamera.h"
+#include "drawing/SimDrawing.h"
+#include "processing/SimPreprocess.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
+#include <QImageWriter>
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QMutexLocker>
 #include <QSaveFile>
 
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
+#include <opencv2/core.hpp>
 
-#include <cstdio>
 
 namespace hostsim {
 
-namespace {
-
-// The record's fields by kind, in record order (for the configuration file).
-#define HXL_RECORD_INT_FIELDS(X)                                                                                   \
-    X(nSatMode) X(nBriMode) X(nGrayMode) X(nGrayProMode) X(nMode5) X(nMorphologyType) X(nMorphologyW)             \
-    X(nMorphologyH) X(nSatValue) X(nBriValue) X(nGrayValue) X(nBriWidth) X(nGrayWidth) X(nAdvancedSetting)        \
-    X(nGoInterfereValue) X(nFilterMode) X(nFilterMin) X(nFilterMax) X(nFilterPoleMode) X(nFilterPoleValue)        \
-    X(bSharpening) X(nSharpenKernel) X(nAdvancedSetting1) X(nSatValueDef) X(nBriValueDef) X(nGrayValueDef)        \
-    X(nBriWidthDef) X(nGrayWidthDef) X(nGoInterfereValueDef)
-#define HXL_RECORD_BOOL_FIELDS(X)                                                                                  \
-    X(bIsInver) X(bShowGray) X(bGoInterfere) X(bGoInterfereDef) X(bGrayscaleEqualization) X(bGrayPro) X(bSatDef) \
-    X(bBriDef)
-
-} // namespace
 
 SimCameraManager::SimCameraManager()
 {
@@ -82,12 +68,16 @@ void SimCameraManager::SetCurCameraIndex(int nIndex)
 IZKVisionCamera* SimCameraManager::GetCamera(int nIndex)
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::GetCamera(%1)").arg(nIndex));
+    if (HostSim::isAbsent(AbsentPart::Camera))
+        return nullptr;
     return hostCamera(nIndex);
 }
 
 ImageAdapter* SimCameraManager::GetImageAdapter()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCameraManager::GetImageAdapter()"));
+    if (HostSim::isAbsent(AbsentPart::ImageAdapter))
+        return nullptr;
     HostCamera* pCamera = currentCamera();
     return pCamera ? &pCamera->adapter() : nullptr;
 }
@@ -105,18 +95,12 @@ int SimCameraManager::SaveImageFile(std::string strPath)
     SimImageAdapter* pAdapter = &pCamera->adapter();
     pAdapter->setBuffer(frame);
     pAdapter->source() = frame.clone();
-    cv::Mat onDisk;
-    if (frame.channels() == 3)
-        cv::cvtColor(frame, onDisk, cv::COLOR_RGB2BGR);
-    else
-        onDisk = frame;
-    try {
-        if (!cv::imwrite(path.toLocal8Bit().toStdString(), onDisk, {cv::IMWRITE_JPEG_QUALITY, 95}))
-            return -4;
-    } catch (const cv::Exception&) {
-        return -4;
-    }
-    return 0;
+    // Qt's image writer (the format follows the file name, JPEG for the
+    // module's "VisSourcePic.jpg"), which every build of the host has: the
+    // Windows OpenCV has no JPEG codec. Quality 95, as a camera host saves.
+    QImageWriter writer(path);
+    writer.setQuality(kSavedPictureQuality);
+    return writer.write(pAdapter->bufferImage()) ? 0 : -4;
 }
 
 int SimCameraManager::CalibrateImages()
@@ -149,11 +133,16 @@ IZKBound* SimCameraManager::GetCamerasCalImageBound()
         return nullptr;
     if (!pCamera->isCalibrated())
         return nullptr;
+    // The picture in the machine's axes, centred where the optical axis
+    // meets the work plane.
     const HostState& state = hostState();
-    const double dWidth = pCamera->frameWidth() * pCamera->mmPerPixel();
-    const double dHeight = pCamera->frameHeight() * pCamera->mmPerPixel();
-    m_pCalBound->set(state.dCalX - dWidth / 2.0, state.dCalY - dHeight / 2.0, state.dCalX + dWidth / 2.0,
-                     state.dCalY + dHeight / 2.0);
+    const CameraModel model = pCamera->model();
+    const double dWidth = pCamera->frameWidth() * model.alignedMmPerPixelX();
+    const double dHeight = pCamera->frameHeight() * model.alignedMmPerPixelY();
+    const double dCentreX = state.dCalX + model.offsetX;
+    const double dCentreY = state.dCalY + model.offsetY;
+    m_pCalBound->set(dCentreX - dWidth / 2.0, dCentreY - dHeight / 2.0, dCentreX + dWidth / 2.0,
+                     dCentreY + dHeight / 2.0);
     return m_pCalBound;
 }
 
@@ -246,8 +235,61 @@ void SimCameraManager::WorldToStandardImage(int nCamera, std::vector<IZKGePolyli
 HostCamera* SimCameraManager::addCamera(std::unique_ptr<HostCamera> pCamera)
 {
     QMutexLocker lock(&m_mutex);
+    applyCalibrationLocked(pCamera.get());
     m_cameras.push_back(std::move(pCamera));
     return m_cameras.back().get();
+}
+
+void SimCameraManager::applyCalibrationLocked(HostCamera* pCamera) const
+{
+    const auto it = m_calibrations.constFind(QString::fromStdString(pCamera->GetCameraName()));
+    CameraModel model;
+    // Entries were checked when they were read.
+    if (it != m_calibrations.constEnd()
+        && CameraModel::fromJson(it.value(), CameraModel::plain(pCamera->mmPerPixel()), model))
+        pCamera->setModel(model);
+    else if (pCamera->hasModel())
+        pCamera->clearModel();
+}
+
+CameraModel SimCameraManager::cameraModel(int nIndex) const
+{
+    HostCamera* pCamera = hostCamera(nIndex);
+    return pCamera ? pCamera->model() : CameraModel();
+}
+
+void SimCameraManager::setCameraModel(int nIndex, const CameraModel& model)
+{
+    QMutexLocker lock(&m_mutex);
+    if (nIndex < 0 || nIndex >= static_cast<int>(m_cameras.size()))
+        return;
+    HostCamera* pCamera = m_cameras[static_cast<size_t>(nIndex)].get();
+    m_calibrations.insert(QString::fromStdString(pCamera->GetCameraName()), model.toJson());
+    pCamera->setModel(model);
+}
+
+bool SimCameraManager::saveCameraModel(int nIndex, const CameraModel& model, QString* pError)
+{
+    HostCamera* pCamera = hostCamera(nIndex);
+    if (!pCamera) {
+        if (pError)
+            *pError = QStringLiteral("there is no camera %1").arg(nIndex + 1);
+        return false;
+    }
+    const QString strName = QString::fromStdString(pCamera->GetCameraName());
+    QMap<QString, QJsonObject> previous;
+    {
+        QMutexLocker lock(&m_mutex);
+        previous = m_calibrations;
+        m_calibrations.insert(strName, model.toJson());
+    }
+    if (!writeSystemCFG(pError)) {
+        QMutexLocker lock(&m_mutex);
+        m_calibrations = previous;
+        return false;
+    }
+    pCamera->setModel(model);
+    return true;
 }
 
 SimCamera* SimCameraManager::addCamera(std::unique_ptr<SimCamera> pCamera)
@@ -339,151 +381,119 @@ QString SimCameraManager::configPath() const
 
 QByteArray SimCameraManager::recordToJson() const
 {
-    QJsonObject record;
-#define HXL_PUT(f) record.insert(QStringLiteral(#f), static_cast<int>(f));
+    CameraConfig config;
+#define HXL_PUT(f) config.f = f;
     HXL_RECORD_INT_FIELDS(HXL_PUT)
-#undef HXL_PUT
-#define HXL_PUT(f) record.insert(QStringLiteral(#f), static_cast<bool>(f));
     HXL_RECORD_BOOL_FIELDS(HXL_PUT)
 #undef HXL_PUT
-    QJsonArray steps;
-    for (const ZKMorphologyParam& step : vecMorphology) {
-        QJsonObject o;
-        o.insert(QStringLiteral("nMorphType"), step.nMorphType);
-        o.insert(QStringLiteral("nLineSize"), step.nLineSize);
-        o.insert(QStringLiteral("bEnable"), step.bEnable);
-        o.insert(QStringLiteral("nReserved"), step.nReserved);
-        steps.append(o);
+    config.vecMorphology = vecMorphology;
+    config.version = nCfgVersion;
+    config.cameras = configuredCameras();
+    {
+        QMutexLocker lock(&m_mutex);
+        for (auto it = m_calibrations.constBegin(); it != m_calibrations.constEnd(); ++it)
+            config.calibration.insert(it.key(), it.value());
     }
-    record.insert(QStringLiteral("vecMorphology"), steps);
-    QJsonObject root;
-    root.insert(QStringLiteral("format"), QStringLiteral("HXL vision camera configuration"));
-    root.insert(QStringLiteral("version"), nCfgVersion);
-    root.insert(QStringLiteral("record"), record);
-    const QJsonArray cameras = configuredCameras();
-    if (!cameras.isEmpty())
-        root.insert(QStringLiteral("cameras"), cameras);
-    return QJsonDocument(root).toJson(QJsonDocument::Indented);
+    return cameraConfigToJson(config);
 }
 
 bool SimCameraManager::recordFromJson(const QByteArray& json, QString* pError)
 {
-    auto fail = [pError](const QString& strWhy) {
-        if (pError)
-            *pError = strWhy;
+    CameraConfig config;
+    if (!cameraConfigFromJson(json, config, pError))
         return false;
-    };
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(json, &parseError);
-    if (doc.isNull())
-        return fail(QStringLiteral("not JSON (%1 at offset %2)").arg(parseError.errorString()).arg(parseError.offset));
-    if (!doc.isObject())
-        return fail(QStringLiteral("the top level is not an object"));
-    const QJsonObject root = doc.object();
-    if (!root.value(QStringLiteral("record")).isObject())
-        return fail(QStringLiteral("no \"record\" object"));
-    const QJsonObject record = root.value(QStringLiteral("record")).toObject();
-    const QJsonValue cameras = root.value(QStringLiteral("cameras"));
-    if (!cameras.isUndefined() && !cameras.isArray())
-        return fail(QStringLiteral("\"cameras\" is not a list"));
-    for (const QJsonValue& v : cameras.toArray())
-        if (!v.isObject())
-            return fail(QStringLiteral("a camera of \"cameras\" is not an object"));
-
-    // Check every present field before changing anything, so that a bad file
-    // leaves the record as it was.
-    for (auto it = record.begin(); it != record.end(); ++it) {
-        const QString key = it.key();
-        if (key == QLatin1String("vecMorphology")) {
-            if (!it.value().isArray())
-                return fail(QStringLiteral("\"vecMorphology\" is not a list"));
-            for (const QJsonValue& v : it.value().toArray())
-                if (!v.isObject())
-                    return fail(QStringLiteral("a morphology step is not an object"));
-            continue;
+    // Each camera's calibration is checked before anything changes, so that
+    // a bad entry sends the whole file aside and leaves the record as it was.
+    QMap<QString, QJsonObject> calibrations;
+    for (auto it = config.calibration.constBegin(); it != config.calibration.constEnd(); ++it) {
+        CameraModel model;
+        QString strWhy;
+        if (!CameraModel::fromJson(it.value().toObject(), CameraModel(), model, &strWhy)) {
+            if (pError)
+                *pError = QStringLiteral("the calibration of camera \"%1\": %2").arg(it.key(), strWhy);
+            return false;
         }
-        bool bKnownInt = false, bKnownBool = false;
-#define HXL_IS(f) if (key == QLatin1String(#f)) bKnownInt = true;
-        HXL_RECORD_INT_FIELDS(HXL_IS)
-#undef HXL_IS
-#define HXL_IS(f) if (key == QLatin1String(#f)) bKnownBool = true;
-        HXL_RECORD_BOOL_FIELDS(HXL_IS)
-#undef HXL_IS
-        if (bKnownInt && !it.value().isDouble())
-            return fail(QStringLiteral("\"%1\" is not a number").arg(key));
-        if (bKnownBool && !it.value().isBool())
-            return fail(QStringLiteral("\"%1\" is not true or false").arg(key));
+        calibrations.insert(it.key(), it.value().toObject());
     }
-
-#define HXL_GET(f)                                                                                                 \
-    if (record.contains(QLatin1String(#f)))                                                                        \
-        f = static_cast<int32_t>(record.value(QLatin1String(#f)).toDouble());
-    HXL_RECORD_INT_FIELDS(HXL_GET)
-#undef HXL_GET
-#define HXL_GET(f)                                                                                                 \
-    if (record.contains(QLatin1String(#f)))                                                                        \
-        f = record.value(QLatin1String(#f)).toBool();
-    HXL_RECORD_BOOL_FIELDS(HXL_GET)
-#undef HXL_GET
-    if (record.contains(QLatin1String("vecMorphology"))) {
-        vecMorphology.clear();
-        for (const QJsonValue& v : record.value(QLatin1String("vecMorphology")).toArray()) {
-            const QJsonObject o = v.toObject();
-            ZKMorphologyParam step;
-            step.nMorphType = o.value(QLatin1String("nMorphType")).toInt();
-            step.nLineSize = o.value(QLatin1String("nLineSize")).toInt(1);
-            step.bEnable = o.value(QLatin1String("bEnable")).toInt(1);
-            step.nReserved = o.value(QLatin1String("nReserved")).toInt();
-            vecMorphology.push_back(step);
-        }
-    }
-    setConfiguredCameras(cameras.toArray());
+#define HXL_SET(f)                                                                                                 \
+    if (config.f)                                                                                                  \
+        f = *config.f;
+    HXL_RECORD_INT_FIELDS(HXL_SET)
+    HXL_RECORD_BOOL_FIELDS(HXL_SET)
+#undef HXL_SET
+    if (config.vecMorphology)
+        vecMorphology = *config.vecMorphology;
+    setConfiguredCameras(config.cameras);
+    QMutexLocker lock(&m_mutex);
+    m_calibrations = calibrations;
+    for (auto& pCamera : m_cameras)
+        applyCalibrationLocked(pCamera.get());
     return true;
 }
 
 bool SimCameraManager::readSystemCFG()
 {
+    // The operator's lines name the file only: the demo shows the work
+    // directory, and a status bar has room for one line.
     const QString path = configPath();
-    QFile file(path);
-    if (!file.exists())
+    const QString name = configFileName();
+    const QFileInfo info(path);
+    if (!info.exists())
         return false;
-    if (!file.open(QIODevice::ReadOnly)) {
-        std::fprintf(stderr, "host_sim: cannot read the camera configuration %s (%s); using defaults\n",
-                     qPrintable(QDir::toNativeSeparators(path)), qPrintable(file.errorString()));
+    if (!info.isFile()) {
+        // A directory or a device: nothing to read and nothing to set aside.
+        HostSim::tellOperator(QStringLiteral("camera configuration %1 is not a file; using defaults").arg(name));
         return false;
     }
-    const QByteArray json = file.readAll();
-    file.close();
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        HostSim::tellOperator(
+            QStringLiteral("cannot read the camera configuration %1 (%2); using defaults").arg(name, file.errorString()));
+        return false;
+    }
     QString why;
-    if (recordFromJson(json, &why))
-        return true;
-    // Keep the operator's file: move it aside under a name that says why.
+    if (file.size() > kMaxCameraConfigBytes) {
+        // Not read at all: no camera configuration is that large.
+        why = QStringLiteral("%1 bytes, more than the %2 a camera configuration may have")
+                  .arg(file.size())
+                  .arg(kMaxCameraConfigBytes);
+        file.close();
+    } else {
+        const QByteArray json = file.read(kMaxCameraConfigBytes + 1);
+        file.close();
+        if (recordFromJson(json, &why))
+            return true;
+    }
+    // Keep the operator's file: move it aside under a name that says why;
+    // the next WriteSystemCFG then writes a new file in its place.
     const QString stem =
         path + QStringLiteral(".corrupt-") + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss"));
     QString aside = stem;
     for (int n = 2; QFile::exists(aside); ++n)
         aside = stem + QStringLiteral("-%1").arg(n);
     const bool bMoved = QFile::rename(path, aside);
-    std::fprintf(stderr, "host_sim: the camera configuration %s is corrupt (%s); %s; using defaults\n",
-                 qPrintable(QDir::toNativeSeparators(path)), qPrintable(why),
-                 bMoved ? qPrintable(QStringLiteral("kept as %1").arg(QDir::toNativeSeparators(aside)))
-                        : "could not move it aside, left in place");
+    HostSim::tellOperator(QStringLiteral("camera configuration %1 unreadable (%2), %3; using defaults")
+                              .arg(name, why,
+                                   bMoved ? QStringLiteral("kept as %1").arg(QFileInfo(aside).fileName())
+                                          : QStringLiteral("left in place (it could not be moved aside)")));
     return false;
 }
 
-bool SimCameraManager::writeSystemCFG()
+bool SimCameraManager::writeSystemCFG(QString* pError)
 {
     const QString path = configPath();
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        std::fprintf(stderr, "host_sim: cannot write the camera configuration %s (%s)\n",
-                     qPrintable(QDir::toNativeSeparators(path)), qPrintable(file.errorString()));
-        return false;
+    bool bWritten = file.open(QIODevice::WriteOnly);
+    if (bWritten) {
+        file.write(recordToJson());
+        bWritten = file.commit();
     }
-    file.write(recordToJson());
-    if (!file.commit()) {
-        std::fprintf(stderr, "host_sim: cannot write the camera configuration %s (%s)\n",
-                     qPrintable(QDir::toNativeSeparators(path)), qPrintable(file.errorString()));
+    if (!bWritten) {
+        const QString strWhy = QStringLiteral("cannot write the camera configuration %1 (%2)")
+                                   .arg(QDir::toNativeSeparators(path), file.errorString());
+        HostSim::tellOperator(strWhy);
+        if (pError)
+            *pError = strWhy;
         return false;
     }
     return true;
