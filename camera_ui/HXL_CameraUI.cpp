@@ -6,7 +6,11 @@
 #include "host/HXL_HostFunctions.h"
 #include "host/IHXLLanguageManager.h"
 
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
 #include <QSettings>
+#include <QTemporaryDir>
 #include <QTextCodec>
 
 int isAutoPhoto = 0;
@@ -30,6 +34,43 @@ int g_nDotCount = 0;
 
 namespace {
 const char* const kSettingsGroup = "HXL_CameraUI";
+
+// Whether QSettings can read every line of a settings file's bytes. Judged
+// on a private copy: QSettings keeps what it parsed of a file for the whole
+// process and reports a format error only to the object that parsed it, so a
+// file read at start would look whole to the object that writes it at exit.
+// False also when it cannot be judged.
+bool SettingsReadWhole(const QByteArray& bytes)
+{
+    QTemporaryDir probeDir;
+    QFile probeFile(probeDir.path() + QStringLiteral("/qcv.dat"));
+    if (!probeDir.isValid() || !probeFile.open(QIODevice::WriteOnly) || probeFile.write(bytes) != bytes.size())
+        return false;
+    probeFile.close();
+    QSettings probe(probeFile.fileName(), QSettings::IniFormat);
+    probe.setIniCodec(QTextCodec::codecForName("utf-8"));
+    probe.allKeys(); // sections are parsed on first use: this parses them all
+    return probe.status() == QSettings::NoError;
+}
+
+// Writes the settings file's bytes beside it as "qcv.dat.corrupt-<date>"
+// (with "-2", "-3"... when that name is taken; an existing file is never
+// replaced). False when the copy could not be made whole.
+bool KeepSettingsAside(const QString& strPath, const QByteArray& bytes)
+{
+    const QString strStem = strPath + QStringLiteral(".corrupt-")
+        + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss"));
+    QString strAside = strStem;
+    for (int n = 2; QFile::exists(strAside); ++n)
+        strAside = strStem + QStringLiteral("-%1").arg(n);
+    QFile aside(strAside);
+    if (!aside.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        return false;
+    if (aside.write(bytes) == bytes.size() && aside.flush())
+        return true;
+    aside.remove();
+    return false;
+}
 } // namespace
 
 QString HXL_SettingsFilePath()
@@ -73,7 +114,21 @@ void HXL_CameraUI_SetVideoClose(int nClose)
 
 void HXL_CameraUI_TellAppExit()
 {
-    QSettings settings(HXL_SettingsFilePath(), QSettings::IniFormat);
+    const QString strPath = HXL_SettingsFilePath();
+    // QSettings writes back only the lines it understood. A file it cannot read
+    // whole is the operator's own: a copy of it is kept before it is written
+    // again, and without a copy it is not written at all. Silently, as every
+    // failure here.
+    if (QFileInfo(strPath).isFile()) {
+        QFile current(strPath);
+        if (!current.open(QIODevice::ReadOnly))
+            return; // QSettings could neither read nor keep it
+        const QByteArray bytes = current.readAll();
+        current.close();
+        if (!SettingsReadWhole(bytes) && !KeepSettingsAside(strPath, bytes))
+            return;
+    }
+    QSettings settings(strPath, QSettings::IniFormat);
     settings.setIniCodec(QTextCodec::codecForName("utf-8"));
     settings.beginGroup(QLatin1String(kSettingsGroup));
     settings.setValue(QStringLiteral("isAutoPhoto"), QString::number(isAutoPhoto, 10));

@@ -166,6 +166,16 @@ QImage HXL_RefreshCameraThread::WrapBuffer(const unsigned char* pBuffer, bool bC
     return QImage(pBuffer, nWidth, nHeight, bColour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
 }
 
+int HXL_RefreshCameraThread::FrameStride(int nWidth, bool bColour)
+{
+    return (nWidth * (bColour ? 3 : 1) + 3) & ~3;
+}
+
+int HXL_RefreshCameraThread::FrameBytes(int nWidth, int nHeight, bool bColour)
+{
+    return FrameStride(nWidth, bColour) * nHeight;
+}
+
 void HXL_RefreshCameraThread::DrawFrame(QPainter& painter, const QImage& frame, int nShowW, int nShowH)
 {
     painter.drawImage(fittedRect(frame.width(), frame.height(), nShowW, nShowH), frame);
@@ -200,7 +210,7 @@ QImage HXL_RefreshCameraThread::ComposeImage(const unsigned char* pBuffer, bool 
     const int nLeft = fitted.left();
     const int nTop = fitted.top();
     const int nChannels = bColour ? 3 : 1;
-    const int nStride = (nWidth * nChannels + 3) / 4 * 4; // scan lines as the wrapping QImage reads them
+    const int nStride = FrameStride(nWidth, bColour); // scan lines as the wrapping QImage reads them
     if (nDrawW > 0 && nDrawH > 0) {
         std::vector<int> columns(static_cast<size_t>(nDrawW));
         for (int x = 0; x < nDrawW; ++x)
@@ -262,8 +272,6 @@ void HXL_RefreshCameraThread::run()
         if (IZKVisionCamera* pCamera = pManager->GetCamera(pManager->GetCurCameraIndex()))
             pCamera->StartGrab();
     }
-    int nBufferW = 0;
-    int nBufferH = 0;
 
     for (;;) {
         if (m_bStopRequested)
@@ -303,53 +311,14 @@ void HXL_RefreshCameraThread::run()
         if (m_bStopRequested)
             return;
 
-        pManager = HXL_GetVisionCameraManager();
-        if (!pManager || pManager->GetCameraCount() == 0)
-            continue;
-        IZKVisionCamera* pCamera = pManager->GetCamera(pManager->GetCurCameraIndex());
-        if (!pCamera)
-            continue;
-        const bool bColour = pCamera->IsColorful();
-        const int nHeight = pCamera->GetImageHeight(true);
-        const int nWidth = pCamera->GetImageWidth(true);
-        if (nHeight == 0 || nWidth == 0) {
-            if (pCamera->GrabImage(nullptr) == 1)
-                return; // the camera has ended for good
-            continue;
-        }
-
         QImage composed;
-        {
-            // The buffer is read and replaced under the buffer lock, so that
-            // ReleaseBuffer from the GUI thread never frees it under a grab.
-            m_lockBuffer.Enter();
-            const int nBytes = (bColour ? 3 : 1) * nHeight * nWidth;
-            // Reallocate on a new frame size (and on a new pixel depth: a
-            // colour camera of the same size needs three times the bytes).
-            if (m_pImageBuffer && (nWidth != nBufferW || nHeight != nBufferH || nBytes != m_nBufferBytes)) {
-                delete[] m_pImageBuffer;
-                m_pImageBuffer = nullptr;
-            }
-            if (!m_pImageBuffer) {
-                m_pImageBuffer = new (std::nothrow) unsigned char[static_cast<size_t>(nBytes)];
-                m_nBufferBytes = m_pImageBuffer ? nBytes : 0;
-                nBufferW = nWidth;
-                nBufferH = nHeight;
-            }
-            if (!m_pImageBuffer) {
-                m_lockBuffer.Leave();
-                return;
-            }
-            // A pause that came meanwhile skips the grab: the last frame is shown once more.
-            if (m_bRunning && pCamera->GrabImage(m_pImageBuffer) != 0) {
-                m_lockBuffer.Leave();
-                continue;
-            }
-            takeLabelSize();
-            pCamera->GetImageHeight(false);
-            pCamera->GetImageWidth(false);
-            composed = ComposeImage(m_pImageBuffer, bColour, nWidth, nHeight, m_nShowW, m_nShowH);
-            m_lockBuffer.Leave();
+        switch (GrabLiveFrame(composed)) {
+        case LiveFrame::Composed:
+            break;
+        case LiveFrame::Skipped:
+            continue;
+        case LiveFrame::Stop:
+            return;
         }
         publish(composed);
 
@@ -361,6 +330,58 @@ void HXL_RefreshCameraThread::run()
         if (!m_bAck)
             m_bAck = true;
     }
+}
+
+HXL_RefreshCameraThread::LiveFrame HXL_RefreshCameraThread::GrabLiveFrame(QImage& composed)
+{
+    IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
+    if (!pManager || pManager->GetCameraCount() == 0)
+        return LiveFrame::Skipped;
+    IZKVisionCamera* pCamera = pManager->GetCamera(pManager->GetCurCameraIndex());
+    if (!pCamera)
+        return LiveFrame::Skipped;
+    const bool bColour = pCamera->IsColorful();
+    const int nHeight = pCamera->GetImageHeight(true);
+    const int nWidth = pCamera->GetImageWidth(true);
+    if (nHeight == 0 || nWidth == 0) {
+        if (pCamera->GrabImage(nullptr) == 1)
+            return LiveFrame::Stop; // the camera has ended for good
+        return LiveFrame::Skipped;
+    }
+
+    // The buffer is read and replaced under the buffer lock, so that
+    // ReleaseBuffer from the GUI thread never frees it under a grab.
+    m_lockBuffer.Enter();
+    // Room for the frame as GrabImage writes it and ComposeImage reads it:
+    // rows padded to 4 bytes, so no read passes the end for any width.
+    const int nBytes = FrameBytes(nWidth, nHeight, bColour);
+    // Reallocate on a new frame size (and on a new pixel depth: a colour
+    // camera of the same size needs three times the bytes).
+    if (m_pImageBuffer && (nWidth != m_nBufferW || nHeight != m_nBufferH || nBytes != m_nBufferBytes)) {
+        delete[] m_pImageBuffer;
+        m_pImageBuffer = nullptr;
+    }
+    if (!m_pImageBuffer) {
+        m_pImageBuffer = new (std::nothrow) unsigned char[static_cast<size_t>(nBytes)];
+        m_nBufferBytes = m_pImageBuffer ? nBytes : 0;
+        m_nBufferW = nWidth;
+        m_nBufferH = nHeight;
+    }
+    if (!m_pImageBuffer) {
+        m_lockBuffer.Leave();
+        return LiveFrame::Stop;
+    }
+    // A pause that came meanwhile skips the grab: the last frame is shown once more.
+    if (m_bRunning && pCamera->GrabImage(m_pImageBuffer) != 0) {
+        m_lockBuffer.Leave();
+        return LiveFrame::Skipped;
+    }
+    takeLabelSize();
+    pCamera->GetImageHeight(false);
+    pCamera->GetImageWidth(false);
+    composed = ComposeImage(m_pImageBuffer, bColour, nWidth, nHeight, m_nShowW, m_nShowH);
+    m_lockBuffer.Leave();
+    return LiveFrame::Composed;
 }
 
 int HXL_RefreshCameraThread::GrabOneFrame(QPixmap& out)
@@ -389,7 +410,7 @@ int HXL_RefreshCameraThread::GrabOneFrame(QPixmap& out)
     m_lockBuffer.Enter();
     // The existing buffer is used as it stands. One too small for this frame
     // is not handed to the camera: the camera gets no buffer and says no.
-    const int nBytes = (bColour ? 3 : 1) * nHeight * nWidth;
+    const int nBytes = FrameBytes(nWidth, nHeight, bColour);
     unsigned char* pTarget = m_nBufferBytes >= nBytes ? m_pImageBuffer : nullptr;
     if (pCamera->GrabImage(pTarget) != 0) {
         m_lockBuffer.Leave();

@@ -44,6 +44,18 @@ public:
     // -2 (zero frame size), -4 (grab failed).
     int GrabOneFrame(QPixmap& out);
 
+    // What one cycle of the live loop made of the current camera's frame.
+    enum class LiveFrame {
+        Composed, // grabbed (or, paused meanwhile, the last frame kept) and composed
+        Skipped,  // no camera, a zero size or a failed grab: the next cycle tries again
+        Stop      // the camera ended for good, or no frame buffer could be had: the loop ends
+    };
+    // One cycle's frame, from the camera lookup to the composed picture: the
+    // frame buffer is (re)allocated for the camera's frame, the frame is
+    // grabbed into it and composed for the label. run() calls it every
+    // cycle; tests call it on their own thread to see what the loop shows.
+    LiveFrame GrabLiveFrame(QImage& composed);
+
     // The shared frame composition: the frame aspect-fitted and centred in a
     // showW x showH area, then a one-pixel red crosshair over the whole area.
     // The caller fills the background (or not) before.
@@ -51,8 +63,17 @@ public:
     // The composed picture: white, the fitted frame, the crosshair.
     static QImage ComposeImage(const unsigned char* pBuffer, bool bColour, int nWidth, int nHeight, int nShowW,
                                int nShowH);
-    // A frame buffer wrapped without copying (4-byte aligned scan lines, as the camera's rows are used as they come).
+    // A frame buffer wrapped without copying. QImage takes the scan lines of
+    // a buffer given without a line stride as 4-byte aligned: the layout
+    // FrameStride describes, which is the one the host's GrabImage writes.
     static QImage WrapBuffer(const unsigned char* pBuffer, bool bColour, int nWidth, int nHeight);
+    // Bytes from one row of a frame to the next in a frame buffer: the row's
+    // pixels (3 bytes each in colour, 1 in gray) padded to a multiple of 4.
+    // A 1001-pixel gray row takes 1004 bytes, a 1003-pixel colour row 3012.
+    static int FrameStride(int nWidth, bool bColour);
+    // Bytes of a whole frame in that layout (FrameStride x height), in the
+    // 32-bit signed arithmetic of the frame buffer sizes.
+    static int FrameBytes(int nWidth, int nHeight, bool bColour);
 
     // Where the pixmap is made. Pixmaps can be painted on the worker only when
     // the graphics platform supports threaded pixmaps; otherwise the worker
@@ -99,5 +120,8 @@ private:
 
     // Size of m_pImageBuffer: changed under the buffer lock, read by others without it.
     std::atomic<int> m_nBufferBytes{0};
+    // The frame size the buffer was last allocated for (the live loop's own).
+    int m_nBufferW = 0;
+    int m_nBufferH = 0;
     std::atomic<bool> m_bStopRequested{false};
 };

@@ -523,6 +523,9 @@ void ZKCostomCameraWidget::OnEvent(int nEventId, int* pParam)
             Dll_HXL_VisionFeature_GetSearchRangeSelectedPer(m_pShowLabel->m_dSelectPer[0], m_pShowLabel->m_dSelectPer[1],
                                                             m_pShowLabel->m_dSelectPer[2], m_pShowLabel->m_dSelectPer[3]);
             m_pShowLabel->UpdateSelectRect();
+            // The host's range is now the committed one: kept in the settings,
+            // it is what the next resize pushes back and what is saved at exit.
+            m_pShowLabel->SaveSelectPer();
             m_pShowLabel->update();
         }
         break;

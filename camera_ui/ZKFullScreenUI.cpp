@@ -75,8 +75,10 @@ void ZKFullScreenUI::timerEvent(QTimerEvent*)
     if (nHeight <= 0 || nWidth <= 0)
         return;
 
-    // A fresh buffer every tick: the preview shares nothing with the live thread.
-    auto* pBuffer = new (std::nothrow) unsigned char[static_cast<size_t>((bColour ? 3 : 1) * nWidth * nHeight)];
+    // A fresh buffer every tick: the preview shares nothing with the live
+    // thread, but takes the frame in the same layout (rows padded to 4 bytes).
+    auto* pBuffer = new (std::nothrow)
+        unsigned char[static_cast<size_t>(HXL_RefreshCameraThread::FrameBytes(nWidth, nHeight, bColour))];
     if (!pBuffer)
         return;
     QImage image = HXL_RefreshCameraThread::WrapBuffer(pBuffer, bColour, nWidth, nHeight);

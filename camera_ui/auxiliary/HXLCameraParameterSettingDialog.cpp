@@ -15,8 +15,9 @@ HXLCameraParameterSettingDialog::HXLCameraParameterSettingDialog(QWidget* parent
     setLayout(pLayout);
     m_pParamWidget = new QWidget(this);
 
+    // Without the camera manager, as without a camera: the dialog stays empty.
     IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager->GetCameraCount() != 0) {
+    if (pManager && pManager->GetCameraCount() != 0) {
         if (IZKVisionCamera* pCamera = pManager->GetCamera(pManager->GetCurCameraIndex()))
             pCamera->CreateParamWidget(m_pParamWidget);
         pLayout->addWidget(m_pParamWidget);

@@ -11,6 +11,10 @@ class HXL_ShowDealWithDialog;
 // width in place while the live picture runs. A slider writes its field on
 // every step and applies when it is released; OK keeps the values, Cancel,
 // Esc and the close button put back what the dialog found when it opened.
+//
+// The dialog exists to edit the camera manager's record and finds the manager
+// without checking for it: a host that opens it has registered the manager
+// (without one the panel shows none of its controls, so none opens it).
 class HXLBriSettingDialog : public QDialog
 {
     Q_OBJECT

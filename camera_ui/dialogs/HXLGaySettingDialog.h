@@ -10,6 +10,10 @@ class HXL_ShowDealWithDialog;
 // Gray pop-up: switches gray processing on and off and edits the camera
 // manager's gray value and width in place. Same design as the brightness
 // pop-up, with a check box where that one has its mode.
+//
+// The dialog exists to edit the camera manager's record and finds the manager
+// without checking for it: a host that opens it has registered the manager
+// (without one the panel shows none of its controls, so none opens it).
 class HXLGaySettingDialog : public QDialog
 {
     Q_OBJECT

@@ -11,6 +11,10 @@ class HXL_ShowDealWithDialog;
 // strength in place. Its controls are always enabled and its read-out shows
 // the bare number. Esc and the close button restore only the strength; the
 // switch goes back only with the Cancel button.
+//
+// The dialog exists to edit the camera manager's record and finds the manager
+// without checking for it: a host that opens it has registered the manager
+// (without one the panel shows none of its controls, so none opens it).
 class HXLGoInterfereSettingDialog : public QDialog
 {
     Q_OBJECT

@@ -71,9 +71,12 @@ void waitTimeOfDay(int nMs)
 
 void refreshHostView()
 {
-    // The host always has its application, document and view; a missing one
-    // is the host's failure, not something the dialogs can make up for.
-    HXL_GetAppService()->GetMainApp()->GetDocument()->GetView()->RefreshView(true);
+    // A host without its application, document or view has nothing to redraw.
+    ZKAppService* pApp = HXL_GetAppService();
+    ZKGloabVisionAppBase* pMainApp = pApp ? pApp->GetMainApp() : nullptr;
+    IZKDocument* pDocument = pMainApp ? pMainApp->GetDocument() : nullptr;
+    if (IZKView* pView = pDocument ? pDocument->GetView() : nullptr)
+        pView->RefreshView(true);
 }
 
 void runApplySequence(HXL_ShowDealWithDialog* pNotice, const std::function<void()>& fnWrite,

@@ -53,7 +53,8 @@ constexpr int kApplyWaitMs = 300;
 
 // --- host ------------------------------------------------------------------------------
 
-// Redraws the host view: main application, document, view, RefreshView(true).
+// Redraws the host view: main application, document, view, RefreshView(true);
+// nothing when the host lacks one of them.
 void refreshHostView();
 
 // Connects a dialog's parameter-changed signal to the host main window's

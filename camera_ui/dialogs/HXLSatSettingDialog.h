@@ -9,6 +9,10 @@ class HXL_ShowDealWithDialog;
 
 // Saturation pop-up: edits the camera manager's saturation mode and value in
 // place. Same design as the brightness pop-up, without a width row.
+//
+// The dialog exists to edit the camera manager's record and finds the manager
+// without checking for it: a host that opens it has registered the manager
+// (without one the panel shows none of its controls, so none opens it).
 class HXLSatSettingDialog : public QDialog
 {
     Q_OBJECT

@@ -97,7 +97,11 @@ void HXL_AdvancedMorphologyDialog::InitUI()
     m_pTableWidget->setColumnWidth(0, static_cast<int>(width() * 0.34));
     m_pTableWidget->setColumnWidth(1, static_cast<int>(width() * 0.31));
     m_pTableWidget->verticalHeader()->setMinimumWidth(30);
-    m_pTableWidget->verticalHeader()->setDefaultSectionSize(ZKWindowManager::singleton().GetUiCfg()->nRowHeight + 4);
+    // Rows as high as the host's own table rows; a host without a user
+    // interface configuration gets the configuration's defaults.
+    const UiUserConfig* pUiConfig = ZKWindowManager::singleton().GetUiCfg();
+    const int nRowHeight = pUiConfig ? pUiConfig->nRowHeight : UiUserConfig().nRowHeight;
+    m_pTableWidget->verticalHeader()->setDefaultSectionSize(nRowHeight + 4);
     m_pTableWidget->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_pTableWidget->setStyleSheet(
         QStringLiteral("QTableWidget::Item{border:0px solid rgb(255,0,0);border-bottom:1px solid rgb(255,0,0);}"));
@@ -127,10 +131,13 @@ void HXL_AdvancedMorphologyDialog::InitUI()
     m_pShowDealWithDialog = new HXL_ShowDealWithDialog(this);
     m_pShowDealWithDialog->InitUI();
 
-    const IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    vecMorphologyBak = pManager->vecMorphology;
-    for (const ZKMorphologyParam& step : pManager->vecMorphology)
-        addRow(step.nMorphType, step.nLineSize);
+    // Without the camera manager there is no list: the table starts empty,
+    // and OK, Cancel and Apply only announce the change.
+    if (const IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager()) {
+        vecMorphologyBak = pManager->vecMorphology;
+        for (const ZKMorphologyParam& step : pManager->vecMorphology)
+            addRow(step.nMorphType, step.nLineSize);
+    }
 
     connectToMainWindow(this, &HXL_AdvancedMorphologyDialog::sigGrayParamChanged);
 }

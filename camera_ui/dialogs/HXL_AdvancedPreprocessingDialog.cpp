@@ -156,6 +156,10 @@ void HXL_AdvancedPreprocessingDialog::buildWidgets()
     auto* pLeftColumn = new QWidget(this);
     pLeftColumn->setFixedWidth(kColumnWidth);
     auto* pLeftGrid = new QGridLayout(pLeftColumn);
+    // The sharpening group is as wide as the column itself: with side margins
+    // its right border would lie outside the column and be cut off.
+    const QMargins leftMargins = pLeftGrid->contentsMargins();
+    pLeftGrid->setContentsMargins(0, leftMargins.top(), 0, leftMargins.bottom());
     pColumnsLayout->addWidget(pLeftColumn);
 
     auto* pSharpenGroup = new QGroupBox(tr("Image sharpening"));

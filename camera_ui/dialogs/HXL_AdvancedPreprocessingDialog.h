@@ -19,6 +19,10 @@ class HXL_ShowDealWithDialog;
 // The "filter" and "filterPole" groups are shown but not wired (their fields
 // pass through unchanged), and no morphology widget is built although its
 // slots exist.
+//
+// It loads, applies and restores the camera manager's record without checking
+// for the manager: it is the record's editor, and a host that opens it has
+// registered the manager.
 class HXL_AdvancedPreprocessingDialog : public QDialog
 {
     Q_OBJECT

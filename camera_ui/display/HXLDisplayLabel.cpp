@@ -34,10 +34,22 @@ constexpr int kDefaultImageHeight = 1024;
 // picture pixels per millimetre.
 constexpr double kFallbackPixelsPerMm = 5.0;
 
+// The label's outlines come from the host's entity factory; without it they
+// do not exist, and an outline that does not exist has no vertex and no box.
+int VertexCount(const IZKGePolyline* pLine)
+{
+    return pLine ? pLine->GetVertexCount() : 0;
+}
+
+IZKBound* BoundOf(IZKGePolyline* pLine)
+{
+    return pLine ? pLine->GetBound() : nullptr;
+}
+
 QPainterPath PolylinePath(const IZKGePolyline* pLine)
 {
     QPainterPath path;
-    const int nCount = pLine->GetVertexCount();
+    const int nCount = VertexCount(pLine);
     for (int i = 0; i < nCount; ++i) {
         const ZKGePoint pt = pLine->GetVertexAt(i);
         const QPointF at(static_cast<int>(pt.x), static_cast<int>(pt.y));
@@ -51,7 +63,7 @@ QPainterPath PolylinePath(const IZKGePolyline* pLine)
 
 QRectF BoundRect(IZKGePolyline* pLine)
 {
-    IZKBound* pBound = pLine ? pLine->GetBound() : nullptr;
+    IZKBound* pBound = BoundOf(pLine);
     if (!pBound)
         return QRectF();
     return QRectF(QPointF(pBound->GetMinX(), pBound->GetMinY()), QPointF(pBound->GetMaxX(), pBound->GetMaxY()));
@@ -63,10 +75,14 @@ HXLDisplayLabel::HXLDisplayLabel(QWidget* parent) : QLabel(parent, Qt::WindowFla
 {
     m_nHitHandle = -1;
 
-    IZKEntityFactory* pFactory = HXL_GetEntityFactory();
-    m_pSelectLine = pFactory->CreatePolyline();
-    m_pImageRectLine = pFactory->CreatePolyline();
-    m_pCalibRangeLine = pFactory->CreatePolyline();
+    // Without the factory (or a polyline from it) the label shows its picture
+    // but no range: nothing is drawn, selected or committed, and a right click
+    // moves nothing.
+    if (IZKEntityFactory* pFactory = HXL_GetEntityFactory()) {
+        m_pSelectLine = pFactory->CreatePolyline();
+        m_pImageRectLine = pFactory->CreatePolyline();
+        m_pCalibRangeLine = pFactory->CreatePolyline();
+    }
 
     // Moves must arrive with no button held so that the cursor can follow
     // the handles of the selection in edit status.
@@ -82,17 +98,21 @@ HXLDisplayLabel::HXLDisplayLabel(QWidget* parent) : QLabel(parent, Qt::WindowFla
 
 HXLDisplayLabel::~HXLDisplayLabel()
 {
-    m_pSelectLine->Release();
-    m_pImageRectLine->Release();
-    m_pCalibRangeLine->Release();
+    for (IZKGePolyline* pLine : {m_pSelectLine, m_pImageRectLine, m_pCalibRangeLine}) {
+        if (pLine)
+            pLine->Release();
+    }
 }
 
 // --- geometry -------------------------------------------------------------------------
 
 void HXLDisplayLabel::UpdateImageRect()
 {
+    // Without the camera manager there is no camera: nothing changes.
     IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
-    if (pManager->GetCameraCount() == 0)
+    if (!pManager || pManager->GetCameraCount() == 0)
+        return;
+    if (!m_pImageRectLine)
         return;
 
     int nImageWidth = 0;
@@ -134,8 +154,8 @@ void HXLDisplayLabel::UpdateImageRect()
 
 void HXLDisplayLabel::BuildRectFromPer(IZKGePolyline* pLine, const double dPer[4]) const
 {
-    IZKBound* pImage = m_pImageRectLine->GetBound();
-    if (!pImage)
+    IZKBound* pImage = BoundOf(m_pImageRectLine);
+    if (!pImage || !pLine)
         return;
     const double dMinX = pImage->GetMinX();
     const double dMinY = pImage->GetMinY();
@@ -156,7 +176,7 @@ void HXLDisplayLabel::BuildRectFromPer(IZKGePolyline* pLine, const double dPer[4
 
 void HXLDisplayLabel::UpdateSelectRect()
 {
-    if (m_pImageRectLine->GetVertexCount() == 0)
+    if (VertexCount(m_pImageRectLine) == 0 || !m_pSelectLine)
         return;
 
     static const double kDefaults[4] = {0.1, 0.9, 0.1, 0.9};
@@ -179,8 +199,8 @@ void HXLDisplayLabel::SaveSelectPer()
 
 void HXLDisplayLabel::CommitSelection()
 {
-    IZKBound* pSelect = m_pSelectLine->GetBound();
-    IZKBound* pImage = m_pImageRectLine->GetBound();
+    IZKBound* pSelect = BoundOf(m_pSelectLine);
+    IZKBound* pImage = BoundOf(m_pImageRectLine);
     if (!pSelect || !pImage)
         return;
     const double W = pImage->GetWidth();
@@ -200,7 +220,7 @@ void HXLDisplayLabel::CommitSelection()
 
 void HXLDisplayLabel::ClampPoint(QPoint& pt) const
 {
-    IZKBound* pImage = m_pImageRectLine->GetBound();
+    IZKBound* pImage = BoundOf(m_pImageRectLine);
     if (!pImage)
         return;
     if (pt.x() > pImage->GetMaxX())
@@ -215,7 +235,7 @@ void HXLDisplayLabel::ClampPoint(QPoint& pt) const
 
 void HXLDisplayLabel::ClampPoint(ZKGePoint& pt) const
 {
-    IZKBound* pImage = m_pImageRectLine->GetBound();
+    IZKBound* pImage = BoundOf(m_pImageRectLine);
     if (!pImage)
         return;
     if (pt.x > pImage->GetMaxX())
@@ -230,7 +250,7 @@ void HXLDisplayLabel::ClampPoint(ZKGePoint& pt) const
 
 void HXLDisplayLabel::ClampPolyline(IZKGePolyline* pLine) const
 {
-    const int nCount = pLine->GetVertexCount();
+    const int nCount = VertexCount(pLine);
     for (int i = 0; i < nCount; ++i) {
         ZKGePoint pt = pLine->GetVertexAt(i);
         ClampPoint(pt);
@@ -240,7 +260,7 @@ void HXLDisplayLabel::ClampPolyline(IZKGePolyline* pLine) const
 
 int HXLDisplayLabel::HitTest(const QPoint& p) const
 {
-    IZKBound* pSelect = m_pSelectLine->GetBound();
+    IZKBound* pSelect = BoundOf(m_pSelectLine);
     if (!pSelect)
         return -1;
     const double x = p.x();
@@ -277,8 +297,8 @@ int HXLDisplayLabel::HitTest(const QPoint& p) const
 
 bool HXLDisplayLabel::SelectionInsideImage() const
 {
-    IZKBound* pSelect = m_pSelectLine->GetBound();
-    IZKBound* pImage = m_pImageRectLine->GetBound();
+    IZKBound* pSelect = BoundOf(m_pSelectLine);
+    IZKBound* pImage = BoundOf(m_pImageRectLine);
     if (!pSelect || !pImage)
         return true;
     return !(pSelect->GetMinX() < pImage->GetMinX() || pSelect->GetMaxX() > pImage->GetMaxX()
@@ -287,6 +307,8 @@ bool HXLDisplayLabel::SelectionInsideImage() const
 
 void HXLDisplayLabel::MoveSelection()
 {
+    if (!m_pSelectLine)
+        return;
     const double dx = m_curPos.x() - m_pressPos.x();
     const double dy = m_curPos.y() - m_pressPos.y();
     m_pSelectLine->Move(dx, dy);
@@ -300,7 +322,7 @@ void HXLDisplayLabel::MoveSelection()
 
 void HXLDisplayLabel::ResizeSelection()
 {
-    IZKBound* pSelect = m_pSelectLine->GetBound();
+    IZKBound* pSelect = BoundOf(m_pSelectLine);
     if (!pSelect)
         return;
     const double dMinX = pSelect->GetMinX();
@@ -340,23 +362,25 @@ void HXLDisplayLabel::ResizeSelection()
 
 void HXLDisplayLabel::MoveMachineToPoint(const QPoint& pt)
 {
-    IZKBound* pImage = m_pImageRectLine->GetBound();
+    IZKBound* pImage = BoundOf(m_pImageRectLine);
     if (!pImage)
         return;
     const ZKGePoint c = pImage->GetCenter();
     const double fx = (pt.x() - c.x) / pImage->GetWidth();
     const double fy = (pt.y() - c.y) / pImage->GetHeight();
 
+    // Without the camera manager there is neither a calibrated extent nor a
+    // camera size: the target is where the machine stands.
     IZKVisionCameraManager* pManager = HXL_GetVisionCameraManager();
     double dx = 0.0;
     double dy = 0.0;
-    if (IZKBound* pCalBound = pManager->GetCamerasCalImageBound()) {
+    if (IZKBound* pCalBound = pManager ? pManager->GetCamerasCalImageBound() : nullptr) {
         dx = pCalBound->GetWidth() * fx;
         dy = pCalBound->GetHeight() * fy;
     } else {
         int nImageWidth = 0;
         int nImageHeight = 0;
-        if (IZKVisionCamera* pCamera = pManager->GetCamera(pManager->GetCurCameraIndex())) {
+        if (IZKVisionCamera* pCamera = pManager ? pManager->GetCamera(pManager->GetCurCameraIndex()) : nullptr) {
             nImageWidth = pCamera->GetImageWidth(true);
             nImageHeight = pCamera->GetImageHeight(true);
         }
@@ -434,7 +458,7 @@ void HXLDisplayLabel::mousePressEvent(QMouseEvent* event)
             return;
         }
     } else if (event->button() == Qt::RightButton) {
-        if (m_pImageRectLine->GetVertexCount() > 0) {
+        if (VertexCount(m_pImageRectLine) > 0) {
             if (m_IsSelect)
                 CommitSelection();
             else
@@ -456,7 +480,7 @@ void HXLDisplayLabel::mouseReleaseEvent(QMouseEvent* event)
     // ranges are drawn from their top-left corner only.
     const QRect rect(m_pressPos, m_curPos);
     if (rect.width() > 4 && rect.height() > 4 && m_bDbClick == 0) {
-        if (m_IsSelect)
+        if (m_IsSelect || !m_pSelectLine)
             return;
         m_rectStart = m_pressPos;
         m_rectEnd = m_curPos;
@@ -469,9 +493,9 @@ void HXLDisplayLabel::mouseReleaseEvent(QMouseEvent* event)
         m_pSelectLine->AddVertex(ZKGePoint(m_rectStart.x(), m_rectEnd.y(), 0));
         m_pSelectLine->AddVertex(ZKGePoint(m_rectStart.x(), m_rectStart.y(), 0));
         ClampPolyline(m_pSelectLine);
-        if (m_pImageRectLine->GetVertexCount() > 0)
+        if (VertexCount(m_pImageRectLine) > 0)
             CommitSelection();
-    } else if (!m_IsSelect) {
+    } else if (!m_IsSelect && m_pSelectLine) {
         // A click on the selection's outline starts its edit status; the
         // right click that will end it must not open the panel's context menu.
         if (m_pSelectLine->IsPointOnCurve(ZKGePoint(m_curPos.x(), m_curPos.y(), 0), 4.0)) {
@@ -558,12 +582,12 @@ void HXLDisplayLabel::paintEvent(QPaintEvent* event)
     const QBrush handleBrush(QColor(255, 0, 0), Qt::SolidPattern);
     painter.setPen(handlePen);
     painter.setBrush(handleBrush);
-    const int nCount = m_pSelectLine->GetVertexCount();
+    const int nCount = VertexCount(m_pSelectLine);
     for (int i = 0; i < nCount; ++i) {
         const ZKGePoint pt = m_pSelectLine->GetVertexAt(i);
         painter.drawRect(static_cast<int>(pt.x) - 3, static_cast<int>(pt.y) - 3, 6, 6);
     }
-    if (IZKBound* pSelect = m_pSelectLine->GetBound()) {
+    if (IZKBound* pSelect = BoundOf(m_pSelectLine)) {
         const ZKGePoint c = pSelect->GetCenter();
         painter.drawRect(static_cast<int>(c.x) - 3, static_cast<int>(c.y) - 3, 6, 6);
     }
@@ -581,9 +605,11 @@ void HXLDisplayLabel::resizeEvent(QResizeEvent* /*event*/)
 
     UpdateImageRect();
 
-    m_pCalibRangeLine->Clear();
-    if (m_pImageRectLine->GetVertexCount() > 0)
-        BuildRectFromPer(m_pCalibRangeLine, dCalibPer);
+    if (m_pCalibRangeLine) {
+        m_pCalibRangeLine->Clear();
+        if (VertexCount(m_pImageRectLine) > 0)
+            BuildRectFromPer(m_pCalibRangeLine, dCalibPer);
+    }
 
     UpdateSelectRect();
     ClampPolyline(m_pSelectLine);

@@ -71,8 +71,11 @@ public:
     // the next grab delivers, false for the size of the last delivered frame.
     virtual int GetImageWidth(bool bCurrent) = 0;
     virtual int GetImageHeight(bool bCurrent) = 0;
-    // Copies the newest frame into pBuffer ((colour ? 3 : 1) x width x height
-    // bytes, rows packed). 0 = a frame was copied, other values = no frame.
+    // Copies the newest frame into pBuffer, row after row, each row's pixels
+    // (RGB, 3 bytes each, or gray, 1 byte) padded to a multiple of 4 bytes:
+    // stride = (width x channels + 3) & ~3, stride x height bytes in all
+    // (a 1001-pixel gray row takes 1004 bytes). 0 = a frame was copied,
+    // other values = no frame.
     // With a null buffer nothing is copied: the answer is 1 when the camera has
     // ended for good (removed or closed), another non-zero value otherwise.
     virtual int GrabImage(unsigned char* pBuffer) = 0;
