@@ -1,11 +1,12 @@
 #include "DemoOptions.h"
 
+#include "cameras/PictureFile.h"
+
+
 #include <QCommandLineOption>
 #include <QCommandLineParser>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QRegularExpression>
 #include <QStandardPaths>
 
@@ -131,13 +132,10 @@ QString parseCamera(const QString& strValue, DemoOptions& options)
             return invalid(strOption, strValue, QStringLiteral("no such file"));
         if (!info.isFile())
             return invalid(strOption, strValue, QStringLiteral("not a file"));
-        QFile file(strPath);
-        if (!file.open(QIODevice::ReadOnly))
-            return invalid(strOption, strValue, QStringLiteral("cannot read the file"));
-        file.close();
-        QImageReader reader(strPath);
-        if (!reader.canRead())
-            return invalid(strOption, strValue, QStringLiteral("not a picture that can be read (JPEG, PNG or BMP)"));
+        // The host's own check: a whole JPEG, BMP or PNG within its size limit.
+        QString strWhy;
+        if (!hostsim::checkPictureFile(strPath, &strWhy))
+            return invalid(strOption, strValue, strWhy);
         options.source = hostsim::FrameSource::Picture;
         options.picturePath = info.absoluteFilePath();
         return QString();
@@ -146,6 +144,42 @@ QString parseCamera(const QString& strValue, DemoOptions& options)
     return invalid(strOption, strValue,
                    QStringLiteral("expected sim, picture:PATH, solid:#RRGGBB, pattern, genicam:ADDRESS_OR_NAME, "
                                   "v4l2:DEVICE or auto"));
+}
+
+// --sim-mount KEY=VALUE,...: the keys of a simulated camera's "mount" in the
+// configuration file; true/false for "mirrored", numbers for the rest.
+QString parseSimMount(const QString& strValue, DemoOptions& options)
+{
+    const QString strOption = QStringLiteral("--sim-mount");
+    const QString strExpected = QStringLiteral(
+        "expected KEY=VALUE,... with keys mmPerPixelX, mmPerPixelY, rotationDeg, offsetX, offsetY, mirrored, noise, "
+        "noiseSeed, e.g. rotationDeg=3,offsetX=12.5,offsetY=-7.25");
+    static const QStringList keys{QStringLiteral("mmPerPixelX"), QStringLiteral("mmPerPixelY"),
+                                  QStringLiteral("rotationDeg"), QStringLiteral("offsetX"),
+                                  QStringLiteral("offsetY"),     QStringLiteral("mirrored"),
+                                  QStringLiteral("noise"),       QStringLiteral("noiseSeed")};
+    QJsonObject mount;
+    for (const QString& strPart : strValue.split(QLatin1Char(','))) {
+        const int nEquals = strPart.indexOf(QLatin1Char('='));
+        const QString strKey = strPart.left(nEquals).trimmed();
+        const QString strText = strPart.mid(nEquals + 1).trimmed();
+        if (nEquals < 0 || !keys.contains(strKey))
+            return invalid(strOption, strValue, strExpected);
+        if (strText == QLatin1String("true") || strText == QLatin1String("false")) {
+            mount.insert(strKey, strText == QLatin1String("true"));
+            continue;
+        }
+        double d = 0.0;
+        if (!parseDouble(strText, d))
+            return invalid(strOption, strValue, QStringLiteral("%1 is not a number").arg(strKey));
+        mount.insert(strKey, d);
+    }
+    hostsim::CameraSetup probe;
+    QString strWhy;
+    if (!hostsim::simMountFromJson(mount, probe, &strWhy))
+        return invalid(strOption, strValue, strWhy);
+    options.simMount = mount;
+    return QString();
 }
 
 // Help text like QCommandLineParser's, which needs an application object
@@ -265,12 +299,25 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
                                        QStringLiteral("X,Y"));
     const QCommandLineOption optSnapshot(QStringLiteral("snapshot"),
                                          QStringLiteral("Places a camera snapshot on the drawing at start."));
+    const QCommandLineOption optSimMount(
+        QStringLiteral("sim-mount"),
+        QStringLiteral("How the simulated cameras are mounted, e.g. rotationDeg=3,offsetX=12.5,offsetY=-7.25,"
+                       "mmPerPixelX=0.021,mmPerPixelY=0.02,mirrored=false,noise=2,noiseSeed=1 (the host's "
+                       "calibration is apart: Camera > Calibrate camera measures it)."),
+        QStringLiteral("KEY=VALUE,..."));
     const QCommandLineOption optStats(QStringLiteral("stats"),
                                       QStringLiteral("Prints at exit the live frames shown and the process's CPU "
                                                      "time per frame (counted after the first 20 frames)."));
+    // Qt's own option, taken by the application object as in every Qt
+    // program; named here so that it is not refused before that.
+    const QCommandLineOption optPlatform(QStringLiteral("platform"),
+                                         QStringLiteral("Qt platform plugin (e.g. offscreen; the headless mode "
+                                                        "takes offscreen by itself)."),
+                                         QStringLiteral("NAME"));
     const QList<QCommandLineOption> allOptions{optHelp,     optWorkDir,  optCamera,   optCameras, optFrameSize,
                                                optGray,     optLanguage, optSpeed,    optHeadless, optFrames,
-                                               optPosition, optMoveTo,   optSnapshot, optStats};
+                                               optPosition, optMoveTo,   optSnapshot, optSimMount, optStats,
+                                               optPlatform};
     parser.addOptions(allOptions);
 
     if (!parser.parse(arguments)) {
@@ -348,6 +395,12 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
     }
 
     options.gray = parser.isSet(optGray);
+
+    if (parser.isSet(optSimMount)) {
+        result.error = parseSimMount(parser.value(optSimMount), options);
+        if (!result.error.isEmpty())
+            return result;
+    }
 
     // --language
     {
@@ -427,6 +480,7 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
         options.hasMoveTo = true;
     }
     options.snapshot = parser.isSet(optSnapshot);
+    options.platform = parser.value(optPlatform);
 
     // --work-dir (last: it may create a directory)
     {

@@ -5,6 +5,7 @@
 #include "HostSim.h"
 
 #include <QColor>
+#include <QJsonObject>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -20,6 +21,7 @@ struct DemoOptions
     bool frameSizeGiven = false;      // --frame-size also sizes real cameras
     hostsim::FrameSource source = hostsim::FrameSource::Scene;
     QString picturePath;              // absolute, FrameSource::Picture
+    QJsonObject simMount;             // --sim-mount: how the simulated cameras are mounted (configuration form)
     QColor solidColour;               // FrameSource::Solid
     int cameraCount = 1;
     int frameWidth = 1280;
@@ -37,6 +39,7 @@ struct DemoOptions
     double moveToX = 0.0, moveToY = 0.0;
     bool snapshot = false;            // --snapshot: place a snapshot on the drawing at start
     bool stats = false;               // --stats: live frames and CPU time per frame, printed at exit
+    QString platform;                 // -platform NAME: Qt's option, which QApplication takes
 };
 
 struct DemoParseResult

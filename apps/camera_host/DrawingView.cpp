@@ -1,7 +1,7 @@
 #include "DrawingView.h"
 
 #include "HostSim.h"
-#include "SimDrawing.h"
+#include "drawing/SimDrawing.h"
 
 #include <QGraphicsPathItem>
 #include <QGraphicsPixmapItem>
@@ -255,12 +255,15 @@ void DrawingView::setMachinePosition(double dX, double dY)
         centerOn(toScene(dX, dY));
 }
 
-void DrawingView::setCameraField(double dWidthMm, double dHeightMm)
+void DrawingView::setCameraField(double dWidthMm, double dHeightMm, double dOffsetXMm, double dOffsetYMm)
 {
-    if (dWidthMm == m_dFieldW && dHeightMm == m_dFieldH)
+    if (dWidthMm == m_dFieldW && dHeightMm == m_dFieldH && dOffsetXMm == m_dFieldOffsetX
+        && dOffsetYMm == m_dFieldOffsetY)
         return;
     m_dFieldW = dWidthMm;
     m_dFieldH = dHeightMm;
+    m_dFieldOffsetX = dOffsetXMm;
+    m_dFieldOffsetY = dOffsetYMm;
     updateOverlay();
 }
 
@@ -269,7 +272,8 @@ void DrawingView::updateOverlay()
     const QPointF ptCentre = toScene(m_dMachineX, m_dMachineY);
     m_pMarker->setPos(ptCentre);
     if (m_dFieldW > 0.0 && m_dFieldH > 0.0) {
-        m_pField->setRect(QRectF(ptCentre.x() - m_dFieldW / 2, ptCentre.y() - m_dFieldH / 2, m_dFieldW, m_dFieldH));
+        const QPointF ptField = toScene(m_dMachineX + m_dFieldOffsetX, m_dMachineY + m_dFieldOffsetY);
+        m_pField->setRect(QRectF(ptField.x() - m_dFieldW / 2, ptField.y() - m_dFieldH / 2, m_dFieldW, m_dFieldH));
         m_pField->setVisible(true);
     } else {
         m_pField->setVisible(false);

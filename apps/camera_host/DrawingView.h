@@ -42,8 +42,9 @@ public slots:
     // Fits the drawing's extents (a 60 mm square around the machine when the drawing is empty).
     void zoomToData();
     void setMachinePosition(double dX, double dY);
-    // Field of view of the current camera in millimetres; 0 hides it.
-    void setCameraField(double dWidthMm, double dHeightMm);
+    // Field of view of the current camera in millimetres, centred the offset
+    // away from the machine position; 0 hides it.
+    void setCameraField(double dWidthMm, double dHeightMm, double dOffsetXMm = 0.0, double dOffsetYMm = 0.0);
 
 protected:
     void wheelEvent(QWheelEvent* pEvent) override;
@@ -65,6 +66,8 @@ private:
     double m_dMachineY = 0.0;
     double m_dFieldW = 0.0;
     double m_dFieldH = 0.0;
+    double m_dFieldOffsetX = 0.0;
+    double m_dFieldOffsetY = 0.0;
     bool m_bFitPending = true;
     int m_nImages = 0;
     int m_nPolylines = 0;

@@ -2,17 +2,19 @@
 
 #include "HostJournal.h"
 
+#include "CalibrationWizard.h"
 #include "DrawingView.h"
 #include "HXL_CameraUI.h"
 #include "IZKCostomCameraWidget.h"
 #include "auxiliary/HXLCameraWidget.h"
 #include "auxiliary/ZKCCDImageCombineUI.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
-#include "SimEvents.h"
-#include "SimMachine.h"
+#include "cameras/HostCamera.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimEvents.h"
+#include "services/SimMachine.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/HXL_ServiceKeys.h"
@@ -247,6 +249,7 @@ void HostWindow::buildMenus()
         ZKCCDImageCombineUI dialog(this);
         dialog.exec();
     });
+    m_pCameraMenu->addAction(tr("Ca&librate camera..."), this, &HostWindow::openCalibrationWizard);
     rebuildCameraActions();
 
     // Host events the panel handles, as the host application fires them.
@@ -423,6 +426,28 @@ bool HostWindow::placeSnapshot(QString* pError)
     return true;
 }
 
+void HostWindow::openCalibrationWizard()
+{
+    if (m_pWizard) {
+        m_pWizard->raise();
+        m_pWizard->activateWindow();
+        return;
+    }
+    if (m_nCurrentCamera < 0) {
+        statusBar()->showMessage(tr("No camera to calibrate"), 5000);
+        return;
+    }
+    m_pWizard = new CalibrationWizard(m_nCurrentCamera, this);
+    m_pWizard->setAttribute(Qt::WA_DeleteOnClose);
+    connect(m_pWizard, &QDialog::accepted, this, [this]() {
+        statusBar()->showMessage(tr("Camera calibration saved in %1")
+                                     .arg(hostsim::HostSim::cameraManager().configPath()),
+                                 5000);
+        updateStatus();
+    });
+    m_pWizard->show();
+}
+
 void HostWindow::clearSnapshots()
 {
     IZKDatabase& database = hostsim::HostSim::database();
@@ -444,6 +469,17 @@ void HostWindow::tick()
         syncCameraActions();
 
     updateStatus();
+
+    // What the host did on its own (a file kept aside, a camera skipped, a
+    // picture refused), the newest in the status bar; the rest went to stderr.
+    const QStringList told = hostsim::HostSim::operatorLines(m_nOperatorLinesShown);
+    if (!told.isEmpty()) {
+        m_nOperatorLinesShown += told.size();
+        statusBar()->showMessage(told.size() == 1 ? told.last()
+                                                  : tr("%1 (and %n more on stderr)", nullptr, told.size() - 1)
+                                                        .arg(told.last()),
+                                 20000);
+    }
 
     if (m_nFrameTarget > 0 && !m_bTargetReached && m_nFrames >= m_nFrameTarget) {
         m_bTargetReached = true;
@@ -475,10 +511,11 @@ void HostWindow::updateStatus()
     const QString strSize = m_nBufferWidth > 0 ? QStringLiteral("%1 x %2").arg(m_nBufferWidth).arg(m_nBufferHeight)
                                                : tr("no frame yet");
     m_pCameraStatus->setText(tr("Camera %1/%2  %3").arg(nCurrent + 1).arg(nCount).arg(strSize));
-    // Field of view of the current camera.
+    // Field of view of the current camera, as calibrated.
     if (pSimCamera && m_nBufferWidth > 0 && m_nBufferHeight > 0) {
-        const double dMmPerPixel = pSimCamera->mmPerPixel();
-        m_pDrawing->setCameraField(m_nBufferWidth * dMmPerPixel, m_nBufferHeight * dMmPerPixel);
+        const hostsim::CameraModel model = pSimCamera->model();
+        m_pDrawing->setCameraField(m_nBufferWidth * model.alignedMmPerPixelX(),
+                                   m_nBufferHeight * model.alignedMmPerPixelY(), model.offsetX, model.offsetY);
     } else {
         m_pDrawing->setCameraField(0.0, 0.0);
     }

@@ -5,14 +5,16 @@
 // right, machine, camera and panel menus, a status bar.
 
 #include "DemoOptions.h"
-#include "SimApp.h"
+#include "services/SimApp.h"
 
 #include <QImage>
+#include <QPointer>
 #include <QTimer>
 #include <QVector>
 
 #include <vector>
 
+class CalibrationWizard;
 class DrawingView;
 class IZKMachine;
 class IZKVisionCamera;
@@ -65,6 +67,8 @@ public slots:
     // machine position (layer 210). False with a message when it could not.
     bool placeSnapshot(QString* pError = nullptr);
     void clearSnapshots();
+    // The calibration wizard of the current camera (one at a time, not modal).
+    void openCalibrationWizard();
     // Fires a host event to the panel (on its channel 2).
     void firePanelEvent(int nEventId, int* pParam = nullptr);
 
@@ -93,9 +97,11 @@ private:
     int m_nBufferHeight = 0;
     int m_nFrames = 0;
     int m_nGrabsAtStart = 0;
+    int m_nOperatorLinesShown = 0; // of HostSim::operatorLines
     int m_nFrameTarget = 0;
     bool m_bTargetReached = false;
     int m_nCameraCount = 0;
     int m_nCurrentCamera = -1;
     IZKCostomCameraWidget* m_pPanel = nullptr;
+    QPointer<CalibrationWizard> m_pWizard;
 };

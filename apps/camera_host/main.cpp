@@ -3,18 +3,22 @@
 
 #include "DemoOptions.h"
 #include "DrawingView.h"
-#include "HostCamera.h"
+#include "cameras/HostCamera.h"
 #include "HostSim.h"
 #include "HXL_CameraUI.h"
 #include "HostWindow.h"
-#include "SimApp.h"
-#include "SimMachine.h"
+#include "services/SimApp.h"
+#include "services/SimMachine.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QDir>
+#include <QFileInfo>
 #include <QImage>
 #include <QPixmap>
+#include <QSettings>
+#include <QStatusBar>
+#include <QTextCodec>
 #include <QTimer>
 
 #include <algorithm>
@@ -58,6 +62,7 @@ void addSimulatedCameras(const DemoOptions& options)
         setup.picturePath = options.picturePath;
         if (options.source == hostsim::FrameSource::Solid)
             setup.solidColour = options.solidColour;
+        hostsim::simMountFromJson(options.simMount, setup, nullptr); // checked when parsed
         hostsim::HostSim::addCamera(setup);
     }
 }
@@ -87,6 +92,21 @@ bool setUpCameras(const DemoOptions& options, QString* pError)
             return false;
     }
     return true;
+}
+
+// The camera panel reads its settings file silently and keeps a copy of a
+// damaged one when it writes the file at exit; the host tells the operator.
+void checkPanelSettings()
+{
+    const QString strPath = hostsim::HostSim::workPath() + QStringLiteral("qcv.dat");
+    if (!QFileInfo(strPath).isFile())
+        return;
+    QSettings settings(strPath, QSettings::IniFormat);
+    settings.setIniCodec(QTextCodec::codecForName("utf-8"));
+    settings.allKeys();
+    if (settings.status() == QSettings::FormatError)
+        hostsim::HostSim::tellOperator(QStringLiteral("qcv.dat has lines the camera panel cannot read: it uses the "
+                                                      "rest, and at exit keeps the file as qcv.dat.corrupt-<date>"));
 }
 
 } // namespace
@@ -143,7 +163,7 @@ int main(int argc, char* argv[])
     const DemoOptions& options = parsed.options;
     const bool bHeadless = !options.headlessPng.isEmpty();
 
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && options.platform.isEmpty()) {
         if (bHeadless) {
             qputenv("QT_QPA_PLATFORM", "offscreen");
         } else if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
@@ -164,6 +184,7 @@ int main(int argc, char* argv[])
         return 2;
     }
     // The camera module reads its settings ("qcv.dat" in the work directory) once at start.
+    checkPanelSettings();
     HXL_CameraUI_ReadParam();
     hostsim::SimMachine& machine = hostsim::HostSim::machine();
     if (options.hasStartPosition)
@@ -202,6 +223,10 @@ int main(int argc, char* argv[])
                 }
                 printLine(stdout, QStringLiteral("camera_host: wrote %1")
                                       .arg(QDir::toNativeSeparators(options.headlessPng)));
+                // The picture holds the status bar; its message in words too.
+                const QString strMessage = window.statusBar()->currentMessage();
+                if (!strMessage.isEmpty())
+                    printLine(stdout, QStringLiteral("camera_host: status bar: ") + strMessage);
                 if (!bComplete) {
                     printLine(stderr, QStringLiteral("camera_host: only %1 of %2 live frames arrived in time")
                                           .arg(window.frameCount())
