@@ -2,6 +2,8 @@
 
 // Shared helpers of the camera panel's tests.
 
+#include "StdoutCapture.h"
+
 #include "HXL_CameraUI.h"
 #include "HXL_ModuleGlobals.h"
 #include "IZKCostomCameraWidget.h"
@@ -9,7 +11,7 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimEvents.h"
+#include "services/SimEvents.h"
 
 #include <QLabel>
 #include <QStringList>
@@ -18,10 +20,6 @@
 
 #include <cstdio>
 #include <memory>
-
-#ifdef Q_OS_UNIX
-#include <unistd.h>
-#endif
 
 #if defined(__SANITIZE_ADDRESS__)
 #define HXL_TEST_LEAK_CHECKER 1
@@ -131,26 +129,9 @@ inline bool hasSequence(const QStringList& lines, const QStringList& prefixes, Q
 template <class Fn>
 QByteArray captureStdout(Fn&& fn)
 {
-#ifdef Q_OS_UNIX
-    std::fflush(stdout);
-    char path[] = "/tmp/hxl_stdout_XXXXXX";
-    const int fd = mkstemp(path);
-    const int saved = dup(1);
-    dup2(fd, 1);
+    StdoutCapture capture;
     fn();
-    std::fflush(stdout);
-    dup2(saved, 1);
-    ::close(saved);
-    QFile file(QString::fromLocal8Bit(path));
-    file.open(QIODevice::ReadOnly);
-    const QByteArray text = file.readAll();
-    ::close(fd);
-    unlink(path);
-    return text;
-#else
-    fn();
-    return QByteArray();
-#endif
+    return capture.take();
 }
 
 } // namespace panel_test

@@ -6,6 +6,9 @@ file(MAKE_DIRECTORY ${WORK}/wd)
 file(WRITE ${WORK}/wd/qcv.dat "[HXL_CameraUI]\nisAutoPhoto=1\n")
 file(WRITE ${WORK}/wd/HXL_VisionCamera.json "{\"record\": {\"nSatMode\": 2}}\n")
 file(WRITE ${WORK}/not_a_picture.jpg "this is text")
+# A JPEG cut short: its start-of-image marker and nothing else.
+string(ASCII 255 216 255 jpeg_start)
+file(WRITE ${WORK}/cut_short.jpg "${jpeg_start}")
 file(WRITE ${WORK}/a_file "x")
 file(SHA1 ${WORK}/wd/qcv.dat qcv_before)
 file(SHA1 ${WORK}/wd/HXL_VisionCamera.json cfg_before)
@@ -16,12 +19,16 @@ set(cases
   "--camera=nothing:here|nothing:here"
   "--camera=picture:${WORK}/missing.png|missing.png"
   "--camera=picture:${WORK}/not_a_picture.jpg|not_a_picture.jpg"
+  "--camera=picture:${WORK}/cut_short.jpg|cut_short.jpg"
   "--camera=solid:#12345|#12345"
   "--frame-size=1280|1280"
   "--language=de|de"
   "--speed=-1|-1"
   "--cameras=0|0"
   "--work-dir=${WORK}/a_file|a_file"
+  "--sim-mount=rotationDeg=abc|rotationDeg"
+  "--sim-mount=spin=3|spin=3"
+  "--sim-mount=mmPerPixelX=-0.02|mmPerPixelX"
 )
 foreach(case ${cases})
   string(REPLACE "|" ";" parts "${case}")

@@ -1,6 +1,8 @@
 // The click label: mouse activity on a picture turned into signals that carry
 // the position in the label's own coordinates.
 
+#include "MouseTestSupport.h"
+
 #include "HXL_CameraUI.h"
 #include "HXL_ModuleGlobals.h"
 #include "display/HXLCustomLabel.h"
@@ -15,15 +17,9 @@
 #include <QtTest>
 
 using hostsim::HostSim;
+using mouse_test::sendMouse;
 
 namespace {
-
-void sendMouse(QWidget* pWidget, QEvent::Type type, Qt::MouseButton button, Qt::MouseButtons buttons,
-               const QPoint& pos)
-{
-    QMouseEvent event(type, pos, pWidget->mapToGlobal(pos), button, buttons, Qt::NoModifier);
-    QApplication::sendEvent(pWidget, &event);
-}
 
 // A parent that counts the mouse events which reach it, i.e. those the label
 // left unaccepted.

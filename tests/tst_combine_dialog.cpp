@@ -6,12 +6,12 @@
 #include "HXL_RefreshCameraThread.h"
 #include "auxiliary/ZKCCDImageCombineUI.h"
 
-#include "SimApp.h"
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
-#include "SimServices.h"
+#include "services/SimApp.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
+#include "services/SimServices.h"
 
 #include "host/IZKDatabase.h"
 #include "host/ZKWindowManager.h"
@@ -21,7 +21,6 @@
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMetaMethod>
-#include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSpacerItem>
@@ -122,27 +121,6 @@ private slots:
             }
         }
         QCOMPARE(slotNames, QStringList({"slotOk()", "slotCancel()", "slotGetStartPos()", "slotGetEndPos()"}));
-    }
-
-    void classIsExportedFromTheLibrary()
-    {
-#ifdef HXL_CAMERAUI_LIBRARY_FILE
-        QProcess nm;
-        nm.start(QStringLiteral("nm"), {QStringLiteral("-D"), QStringLiteral("--defined-only"),
-                                        QStringLiteral(HXL_CAMERAUI_LIBRARY_FILE)});
-        if (!nm.waitForFinished(30000) || nm.exitCode() != 0)
-            QSKIP("nm is not available");
-        const QString symbols = QString::fromLatin1(nm.readAllStandardOutput());
-        for (const char* pszSymbol : {"_ZN19ZKCCDImageCombineUIC1EP7QWidget", "_ZN19ZKCCDImageCombineUID1Ev",
-                                      "_ZN19ZKCCDImageCombineUI10InitDialogEv", "_ZN19ZKCCDImageCombineUI6slotOkEv",
-                                      "_ZN19ZKCCDImageCombineUI10slotCancelEv",
-                                      "_ZN19ZKCCDImageCombineUI15slotGetStartPosEv",
-                                      "_ZN19ZKCCDImageCombineUI13slotGetEndPosEv",
-                                      "_ZN19ZKCCDImageCombineUI16staticMetaObjectE"})
-            QVERIFY2(symbols.contains(QLatin1String(pszSymbol)), pszSymbol);
-#else
-        QSKIP("library path not configured");
-#endif
     }
 
     // --- construction -----------------------------------------------------------------

@@ -9,15 +9,19 @@
 // file holds a zero range, which the label shows as the middle 80 %:
 // selection x 80..560, y 48..432.
 
+#include "MouseTestSupport.h"
+
 #include "HXL_CameraUI.h"
 #include "HXL_ModuleGlobals.h"
 #include "display/HXLDisplayLabel.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
+#include "cameras/SimCamera.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
+
+#include "StdoutCapture.h"
 
 #include <QApplication>
 #include <QMetaMethod>
@@ -26,15 +30,13 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTemporaryFile>
 #include <QtTest>
 
 #include <cstdio>
 #include <memory>
 
-#include <unistd.h>
-
 using hostsim::HostSim;
+using namespace mouse_test;
 
 namespace {
 
@@ -42,20 +44,6 @@ const QColor kCalibGreen(0, 100, 0);
 const QColor kIdleBlue(0, 0, 153);
 const QColor kEditYellow(255, 255, 0);
 const QColor kHandleRed(255, 0, 0);
-
-void sendMouse(QWidget* pWidget, QEvent::Type type, Qt::MouseButton button, Qt::MouseButtons buttons,
-               const QPoint& pos)
-{
-    QMouseEvent event(type, pos, pWidget->mapToGlobal(pos), button, buttons, Qt::NoModifier);
-    QApplication::sendEvent(pWidget, &event);
-}
-
-void leftPress(QWidget* w, QPoint p) { sendMouse(w, QEvent::MouseButtonPress, Qt::LeftButton, Qt::LeftButton, p); }
-void leftRelease(QWidget* w, QPoint p) { sendMouse(w, QEvent::MouseButtonRelease, Qt::LeftButton, Qt::NoButton, p); }
-void leftDrag(QWidget* w, QPoint p) { sendMouse(w, QEvent::MouseMove, Qt::NoButton, Qt::LeftButton, p); }
-void hover(QWidget* w, QPoint p) { sendMouse(w, QEvent::MouseMove, Qt::NoButton, Qt::NoButton, p); }
-void rightPress(QWidget* w, QPoint p) { sendMouse(w, QEvent::MouseButtonPress, Qt::RightButton, Qt::RightButton, p); }
-void rightRelease(QWidget* w, QPoint p) { sendMouse(w, QEvent::MouseButtonRelease, Qt::RightButton, Qt::NoButton, p); }
 
 // Press, drag through the end point, release there.
 void drawRange(QWidget* w, QPoint from, QPoint to)
@@ -140,40 +128,6 @@ bool near(double a, double b, double tolerance = 1e-9)
 {
     return qAbs(a - b) <= tolerance;
 }
-
-// Collects what the process writes to its standard output while it lives.
-class StdoutCapture
-{
-public:
-    StdoutCapture()
-    {
-        std::fflush(stdout);
-        if (m_file.open()) {
-            m_nSaved = ::dup(1);
-            ::dup2(m_file.handle(), 1);
-        }
-    }
-    ~StdoutCapture() { restore(); }
-    QByteArray take()
-    {
-        restore();
-        m_file.seek(0);
-        return m_file.readAll();
-    }
-
-private:
-    void restore()
-    {
-        if (m_nSaved < 0)
-            return;
-        std::fflush(stdout);
-        ::dup2(m_nSaved, 1);
-        ::close(m_nSaved);
-        m_nSaved = -1;
-    }
-    QTemporaryFile m_file;
-    int m_nSaved = -1;
-};
 
 } // namespace
 

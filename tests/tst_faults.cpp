@@ -8,9 +8,9 @@
 #include "HXL_RefreshCameraThread.h"
 #include "display/HXLDisplayLabel.h"
 
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
 
 #include <QCheckBox>
 #include <QComboBox>

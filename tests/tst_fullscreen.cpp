@@ -6,8 +6,8 @@
 #include "ZKFullScreenUI.h"
 #include "display/HXLDisplayLabel.h"
 
-#include "SimCamera.h"
-#include "SimCameraManager.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
 
 #include <QPushButton>
 

@@ -8,10 +8,13 @@
 #include "display/HXLDisplayLabel.h"
 #include "auxiliary/HXLCameraParameterSettingDialog.h"
 
-#include "AravisCamera.h"
+#include "cameras/AravisCamera.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimCameraManager.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "services/SimMachine.h"
+#include "calibration/CalibrationRun.h"
+#include "calibration/CameraModel.h"
 
 #undef signals
 #include <arv.h>
@@ -25,6 +28,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
+#include <cstdio>
 #include <vector>
 
 #include <csignal>
@@ -315,6 +320,106 @@ private slots:
         double dMin = 0.0, dMax = 0.0;
         cv::minMaxLoc(frame.reshape(1), &dMin, &dMax);
         QVERIFY(dMax - dMin > 50.0);
+    }
+
+    // A region of interest of any width: the grab writes the rows padded to
+    // 4 bytes, as the panel's frame buffer is read, and the panel's buffer
+    // has room for them. The fake camera draws a diagonal ramp (each pixel
+    // equals its lower-left neighbour), which survives only rows that start
+    // where the layout says.
+    void oddWidthFramesKeepTheirRows_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::newRow("Mono8 1001x801") << QStringLiteral("Mono8") << 1001 << 801;
+        QTest::newRow("RGB8 1003x601") << QStringLiteral("RGB8") << 1003 << 601;
+    }
+    void oddWidthFramesKeepTheirRows()
+    {
+        QFETCH(QString, format);
+        QFETCH(int, width);
+        QFETCH(int, height);
+        AravisCamera* pCamera = addFakeCamera(format, width, height);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        const bool bColour = pCamera->IsColorful();
+        QCOMPARE(bColour, format == QLatin1String("RGB8"));
+        QCOMPARE(pCamera->GetImageWidth(true), width);
+        QCOMPARE(pCamera->GetImageHeight(true), height);
+        const size_t nPixel = bColour ? 3 : 1;
+        const size_t nRow = size_t(width) * nPixel;
+        const size_t nStride = (nRow + 3) / 4 * 4;
+
+        // The premise, on the host's own copy of a frame.
+        cv::Mat frame;
+        QCOMPARE(pCamera->grabFrame(frame), 0);
+        auto ramps = [&](auto pixel) {
+            for (int y = 0; y + 1 < height; y += 37)
+                for (int x = 1; x < width; x += 13)
+                    for (size_t c = 0; c < nPixel; ++c)
+                        if (pixel(y, x, c) != pixel(y + 1, x - 1, c))
+                            return false;
+            return true;
+        };
+        QVERIFY(ramps([&](int y, int x, size_t c) { return frame.ptr(y)[size_t(x) * nPixel + c]; }));
+
+        std::vector<unsigned char> buffer(nStride * size_t(height) + 16, 0xAB);
+        QCOMPARE(pCamera->GrabImage(buffer.data()), 0);
+        QVERIFY(ramps([&](int y, int x, size_t c) { return buffer[size_t(y) * nStride + size_t(x) * nPixel + c]; }));
+        for (int y = 0; y < height; ++y) {
+            const unsigned char* pLine = buffer.data() + size_t(y) * nStride;
+            QVERIFY(std::all_of(pLine + nRow, pLine + nStride, [](unsigned char c) { return c == 0; }));
+        }
+        QVERIFY(std::all_of(buffer.end() - 16, buffer.end(), [](unsigned char c) { return c == 0xAB; }));
+
+        PanelPtr pPanel(makePanel());
+        pPanel->show();
+        QTRY_VERIFY_WITH_TIMEOUT(!labelPixmap(pPanel->m_pShowLabel).isNull(), 10000);
+        QCOMPARE(pPanel->m_pRefreshThread->bufferBytes(), int(nStride) * height);
+    }
+
+    // A calibrated real camera hands out its frames turned into the machine's
+    // axes like any camera of the host: a turned camera's corners are black.
+    void calibratedFramesAreTurned()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"));
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        cv::Mat frame;
+        QCOMPARE(pCamera->grabFrame(frame), 0);
+        const double dCornerBefore = cv::mean(frame(cv::Rect(0, 0, 8, 8)))[0] + cv::mean(frame(cv::Rect(1272, 1016, 8, 8)))[0];
+        hostsim::CameraModel turned = hostsim::CameraModel::plain(0.02);
+        turned.rotationDeg = 10.0;
+        HostSim::cameraManager().setCameraModel(0, turned);
+        const quint64 nFrames = pCamera->framesReceived();
+        QVERIFY(pCamera->waitForFrame(nFrames + 1, 10000));
+        QCOMPARE(pCamera->grabFrame(frame), 0);
+        QCOMPARE(frame.cols, 1280);
+        QCOMPARE(frame.rows, 1024);
+        QCOMPARE(cv::countNonZero(frame(cv::Rect(0, 0, 8, 8))), 0);
+        QCOMPARE(cv::countNonZero(frame(cv::Rect(1272, 1016, 8, 8))), 0);
+        QVERIFY(dCornerBefore > 0.0); // the fake camera's own corners are not black
+    }
+
+    // The fake camera's picture does not move with the machine: the wizard's
+    // measurement refuses it with a reason and leaves the calibration alone.
+    void calibrationRunRefusesTheFakeCameraCleanly()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"));
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        hostsim::CalibrationRun run(pCamera, &HostSim::machine(), 2.0);
+        run.setSettleMs(100);
+        QVERIFY(!run.run(30000));
+        QVERIFY(!run.failure().isEmpty());
+        QVERIFY(!run.failure().contains('\n'));
+        std::printf("fake GigE camera: calibration refused with %d of %d positions measured: %s\n",
+                    run.positionsMeasured(), 9, qPrintable(run.failure()));
+        QVERIFY(!pCamera->hasModel());
+        double x = 0, y = 0;
+        HostSim::machine().position(x, y);
+        QCOMPARE(QPointF(x, y), run.startPosition());
     }
 
     void grabNeverWaitsLongerThanAboutOneFrame()

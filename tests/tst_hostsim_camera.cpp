@@ -2,13 +2,16 @@
 // agrees with the calibration: a feature seen at pixel p lies at the machine
 // position that the calibration gives for p.
 
+#include "SceneTestSupport.h"
+
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
-#include "Workpiece.h"
+#include "cameras/HostCamera.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
+#include "cameras/Workpiece.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/IZKDatabase.h"
@@ -18,7 +21,9 @@
 
 #include <QElapsedTimer>
 #include <QDoubleSpinBox>
+#include <QFile>
 #include <QImage>
+#include <QImageReader>
 #include <QSlider>
 #include <QPainter>
 #include <QTemporaryDir>
@@ -33,29 +38,70 @@ using hostsim::FrameSource;
 using hostsim::HostSim;
 using hostsim::SimCamera;
 
+using scene_test::crossCentroid;
+
 namespace {
 
-// Centroid (continuous pixel coordinates) of the fiducial cross's red ink
-// inside a window around the expected place.
-QPointF crossCentroid(const cv::Mat& rgb, const QPointF& expected, int nHalfWindow)
+// A streaming camera whose device delivers one fixed frame, again and again.
+class FrameFeedCamera : public hostsim::StreamingCamera
 {
-    double sx = 0.0, sy = 0.0, sw = 0.0;
-    const int x0 = std::max(0, int(expected.x()) - nHalfWindow);
-    const int x1 = std::min(rgb.cols - 1, int(expected.x()) + nHalfWindow);
-    const int y0 = std::max(0, int(expected.y()) - nHalfWindow);
-    const int y1 = std::min(rgb.rows - 1, int(expected.y()) + nHalfWindow);
-    for (int y = y0; y <= y1; ++y) {
-        const auto* p = rgb.ptr<cv::Vec3b>(y);
-        for (int x = x0; x <= x1; ++x) {
-            const cv::Vec3b c = p[x];
-            // Redness: how much red stands above green and blue.
-            const double w = std::max(0, int(c[0]) - std::max(int(c[1]), int(c[2])) - 40);
-            sx += w * (x + 0.5);
-            sy += w * (y + 0.5);
-            sw += w;
-        }
+public:
+    explicit FrameFeedCamera(const cv::Mat& frame) : StreamingCamera(feedOptions()), m_frame(frame.clone())
+    {
+        startWorker();
     }
-    return sw > 0 ? QPointF(sx / sw, sy / sw) : QPointF(-1e9, -1e9);
+    ~FrameFeedCamera() override { stopWorker(); }
+    QString typeName() const override { return QStringLiteral("Feed"); }
+    void CreateParamWidget(QWidget*) override {}
+
+protected:
+    bool openDevice(QString&) override { return true; }
+    ReadResult readFrame(cv::Mat& frame, int, QString&) override
+    {
+        QThread::msleep(5);
+        frame = m_frame.clone();
+        return ReadResult::Frame;
+    }
+    void closeDevice() override {}
+
+private:
+    static Options feedOptions()
+    {
+        Options options;
+        options.name = QStringLiteral("Feed");
+        return options;
+    }
+    const cv::Mat m_frame;
+};
+
+// The first (luminance) quantization table of a baseline JPEG, sorted.
+QList<int> sortedLuminanceTable(const QByteArray& jpeg)
+{
+    const int nAt = jpeg.indexOf("\xFF\xDB");
+    if (nAt < 0 || nAt + 5 + 64 > jpeg.size())
+        return {};
+    // Marker, two length bytes, precision and table number, 64 8-bit entries.
+    QList<int> table;
+    for (int i = 0; i < 64; ++i)
+        table << quint8(jpeg.at(nAt + 5 + i));
+    std::sort(table.begin(), table.end());
+    return table;
+}
+
+// The standard luminance table of the JPEG standard's annex K, scaled for a
+// quality as libjpeg's jpeg_set_quality does, sorted.
+QList<int> scaledLuminanceTable(int nQuality)
+{
+    static const int kStandard[64] = {16, 11, 10, 16, 24,  40,  51,  61,  12, 12, 14, 19, 26,  58,  60,  55,
+                                      14, 13, 16, 24, 40,  57,  69,  56,  14, 17, 22, 29, 51,  87,  80,  62,
+                                      18, 22, 37, 56, 68,  109, 103, 77,  24, 35, 55, 64, 81,  104, 113, 92,
+                                      49, 64, 78, 87, 103, 121, 120, 101, 72, 92, 95, 98, 112, 100, 103, 99};
+    const int nScale = nQuality < 50 ? 5000 / nQuality : 200 - 2 * nQuality;
+    QList<int> table;
+    for (int nEntry : kStandard)
+        table << std::clamp((nEntry * nScale + 50) / 100, 1, 255);
+    std::sort(table.begin(), table.end());
+    return table;
 }
 
 } // namespace
@@ -89,23 +135,149 @@ private slots:
         QCOMPARE(m.GetCamera(-1), static_cast<IZKVisionCamera*>(nullptr));
     }
 
-    void grabCopiesPackedRgbRows()
+    // GrabImage writes each row padded to a multiple of 4 bytes, the layout
+    // the camera panel reads its frame buffers with, for every source, depth
+    // and width: the rows are the frame's, the padding is zeros, and nothing
+    // is written past stride x height.
+    void grabWritesRowsPaddedToFourBytes_data()
     {
+        QTest::addColumn<int>("source");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<bool>("colour");
+        const QPair<const char*, FrameSource> sources[] = {{"scene", FrameSource::Scene},
+                                                           {"picture", FrameSource::Picture},
+                                                           {"solid", FrameSource::Solid},
+                                                           {"pattern", FrameSource::TestPattern}};
+        for (const auto& source : sources)
+            for (bool bColour : {false, true})
+                for (int w : {1, 2, 3, 4, 5, 6, 7, 322, 641, 1001})
+                    QTest::newRow(qPrintable(QStringLiteral("%1 %2 %3").arg(source.first).arg(w).arg(bColour ? "colour" : "gray")))
+                        << int(source.second) << w << bColour;
+    }
+    void grabWritesRowsPaddedToFourBytes()
+    {
+        QFETCH(int, source);
+        QFETCH(int, width);
+        QFETCH(bool, colour);
+        const int nHeight = 7;
         SimCamera* pCamera = HostSim::camera(0);
-        pCamera->setFrameSize(322, 241); // odd sizes: rows are packed, 966 bytes each
-        // A client asks the size before it sizes its buffer.
-        QVERIFY(pCamera->IsColorful());
-        QCOMPARE(pCamera->GetImageWidth(true), 322);
-        QCOMPARE(pCamera->GetImageHeight(true), 241);
-        std::vector<unsigned char> buffer(3 * 322 * 241 + 16, 0xAB);
+        pCamera->setFrameSize(width, nHeight);
+        pCamera->setColour(colour);
+        if (FrameSource(source) == FrameSource::Picture) {
+            QImage picture(37, 11, QImage::Format_RGB888);
+            for (int y = 0; y < picture.height(); ++y)
+                for (int x = 0; x < picture.width(); ++x)
+                    picture.setPixelColor(x, y, QColor(x * 7, y * 23, (x * y) % 256));
+            pCamera->setPicture(picture);
+        } else {
+            QVERIFY(pCamera->setSource(FrameSource(source)));
+        }
+        // A client asks the format before it sizes its buffer.
+        QCOMPARE(pCamera->IsColorful(), colour);
+        QCOMPARE(pCamera->GetImageWidth(true), width);
+        QCOMPARE(pCamera->GetImageHeight(true), nHeight);
+        const size_t nRow = size_t(width) * (colour ? 3 : 1);
+        const size_t nStride = (nRow + 3) / 4 * 4;
+        std::vector<unsigned char> buffer(nStride * nHeight + 16, 0xAB);
         QCOMPARE(pCamera->GrabImage(buffer.data()), 0);
-        QCOMPARE(buffer[3 * 322 * 241], static_cast<unsigned char>(0xAB)); // nothing written past the frame
         const cv::Mat expected = pCamera->renderFrame();
-        QCOMPARE(std::memcmp(buffer.data(), expected.data, 3 * 322 * 241), 0);
-        QCOMPARE(pCamera->GetImageWidth(false), 322);
-        QCOMPARE(pCamera->GetImageHeight(false), 241);
+        for (int y = 0; y < nHeight; ++y) {
+            const unsigned char* pLine = buffer.data() + y * nStride;
+            QVERIFY2(std::memcmp(pLine, expected.ptr(y), nRow) == 0, qPrintable(QStringLiteral("row %1").arg(y)));
+            QVERIFY(std::all_of(pLine + nRow, pLine + nStride, [](unsigned char c) { return c == 0; }));
+        }
+        QVERIFY(std::all_of(buffer.end() - 16, buffer.end(), [](unsigned char c) { return c == 0xAB; }));
+        QCOMPARE(pCamera->GetImageWidth(false), width);
+        QCOMPARE(pCamera->GetImageHeight(false), nHeight);
     }
 
+    // A picture of the frame's size is delivered pixel for pixel, gray and
+    // colour (the picture is neither scaled nor smoothed).
+    void pictureOfTheFrameSizeIsDeliveredAsItIs()
+    {
+        SimCamera* pCamera = HostSim::camera(0);
+        pCamera->setFrameSize(13, 5);
+        QImage picture(13, 5, QImage::Format_RGB888);
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 13; ++x)
+                picture.setPixelColor(x, y, QColor(x * 19, y * 50, 255 - x * 3));
+        pCamera->setPicture(picture);
+        cv::Mat frame = pCamera->renderFrame();
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 13; ++x)
+                QCOMPARE(frame.at<cv::Vec3b>(y, x), cv::Vec3b(uchar(x * 19), uchar(y * 50), uchar(255 - x * 3)));
+        QImage gray(13, 5, QImage::Format_Grayscale8);
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 13; ++x)
+                gray.scanLine(y)[x] = uchar(x * 11 + y * 40);
+        pCamera->setColour(false);
+        pCamera->setPicture(gray);
+        frame = pCamera->renderFrame();
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 13; ++x)
+                QCOMPARE(frame.at<uchar>(y, x), uchar(x * 11 + y * 40));
+    }
+
+    // The real cameras (GenICam, V4L2) share the streaming camera's grab: a
+    // frame of any width reaches the client's buffer in the same layout.
+    void streamingCameraWritesRowsPaddedToFourBytes_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<bool>("colour");
+        for (bool bColour : {false, true})
+            for (int w : {1, 2, 3, 4, 5, 1001, 1003})
+                QTest::newRow(qPrintable(QStringLiteral("%1 %2").arg(w).arg(bColour ? "colour" : "gray"))) << w << bColour;
+    }
+    void streamingCameraWritesRowsPaddedToFourBytes()
+    {
+        QFETCH(int, width);
+        QFETCH(bool, colour);
+        const int nHeight = 5;
+        cv::Mat frame(nHeight, width, colour ? CV_8UC3 : CV_8UC1);
+        cv::randu(frame, cv::Scalar::all(1), cv::Scalar::all(255)); // no zero: padding is told apart
+        FrameFeedCamera camera(frame);
+        QVERIFY(camera.waitForFrame(0, 5000));
+        QCOMPARE(camera.IsColorful(), colour);
+        QCOMPARE(camera.GetImageWidth(true), width);
+        QCOMPARE(camera.GetImageHeight(true), nHeight);
+        const size_t nRow = size_t(width) * (colour ? 3 : 1);
+        const size_t nStride = (nRow + 3) / 4 * 4;
+        std::vector<unsigned char> buffer(nStride * nHeight + 16, 0xAB);
+        QCOMPARE(camera.GrabImage(buffer.data()), 0);
+        for (int y = 0; y < nHeight; ++y) {
+            const unsigned char* pLine = buffer.data() + y * nStride;
+            QVERIFY2(std::memcmp(pLine, frame.ptr(y), nRow) == 0, qPrintable(QStringLiteral("row %1").arg(y)));
+            QVERIFY(std::all_of(pLine + nRow, pLine + nStride, [](unsigned char c) { return c == 0; }));
+        }
+        QVERIFY(std::all_of(buffer.end() - 16, buffer.end(), [](unsigned char c) { return c == 0xAB; }));
+    }
+
+    // The host's own pictures of a frame (the image adapter's, the combine's)
+    // keep the frame's rows whatever the width.
+    void imageFromFrameKeepsEveryRow_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<bool>("colour");
+        for (bool bColour : {false, true})
+            for (int w : {1, 2, 3, 5, 641})
+                QTest::newRow(qPrintable(QStringLiteral("%1 %2").arg(w).arg(bColour ? "colour" : "gray"))) << w << bColour;
+    }
+    void imageFromFrameKeepsEveryRow()
+    {
+        QFETCH(int, width);
+        QFETCH(bool, colour);
+        cv::Mat frame(9, width, colour ? CV_8UC3 : CV_8UC1);
+        cv::randu(frame, cv::Scalar::all(0), cv::Scalar::all(256));
+        const QImage image = hostsim::imageFromFrame(frame);
+        QCOMPARE(image.format(), colour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
+        QCOMPARE(image.size(), QSize(width, 9));
+        for (int y = 0; y < 9; ++y)
+            QCOMPARE(std::memcmp(image.constScanLine(y), frame.ptr(y), frame.cols * frame.elemSize()), 0);
+        // And back: the adapter's picture read from the image is the frame.
+        hostsim::SimImageAdapter adapter;
+        adapter.setBuffer(frame);
+        QCOMPARE(adapter.bufferImage(), image);
+    }
 
     // The frame changes size or depth between the client's questions and its
     // grab (the client's buffer is sized for the old frame): the grab is
@@ -248,6 +420,68 @@ private slots:
         HostSim::cameraManager().setCalibrationFails(true);
         QVERIFY(m.SaveImageFile((HostSim::workPath() + "a.jpg").toStdString()) == 0);
         QVERIFY(m.CalibrateImages() < 0);
+    }
+
+    // The picture the module has saved at every photograph ("VisSourcePic.jpg")
+    // is a real JPEG of the frame, written with the host's quality, in colour
+    // and in gray, at every frame size.
+    void savedPictureIsAJpegOfTheFrame_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::addColumn<bool>("colour");
+        QTest::newRow("colour 1280x1024") << 1280 << 1024 << true;
+        QTest::newRow("gray 1280x1024") << 1280 << 1024 << false;
+        QTest::newRow("colour odd 641x479") << 641 << 479 << true;
+        QTest::newRow("gray odd 1023x767") << 1023 << 767 << false;
+        QTest::newRow("colour 1x1") << 1 << 1 << true;
+        QTest::newRow("gray 3x2") << 3 << 2 << false;
+        QTest::newRow("colour 4096x3072") << 4096 << 3072 << true;
+    }
+    void savedPictureIsAJpegOfTheFrame()
+    {
+        QFETCH(int, width);
+        QFETCH(int, height);
+        QFETCH(bool, colour);
+        HostSim::removeAllCameras();
+        CameraSetup setup;
+        setup.width = width;
+        setup.height = height;
+        setup.colour = colour;
+        SimCamera* pCamera = HostSim::addCamera(setup);
+        const QString path = HostSim::workPath() + QStringLiteral("VisSourcePic.jpg");
+        QCOMPARE(HostSim::cameraManager().SaveImageFile(path.toLocal8Bit().toStdString()), 0);
+
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        QVERIFY2(bytes.startsWith("\xFF\xD8\xFF"), "no JPEG start-of-image marker");
+        QVERIFY2(bytes.endsWith("\xFF\xD9"), "no JPEG end-of-image marker");
+        // The luminance quantization table is the standard one scaled for the
+        // quality, as every libjpeg-based writer does it.
+        QCOMPARE(sortedLuminanceTable(bytes), scaledLuminanceTable(hostsim::SimCameraManager::kSavedPictureQuality));
+        QCOMPARE(hostsim::SimCameraManager::kSavedPictureQuality, 95);
+
+        QImageReader reader(path);
+        QCOMPARE(reader.format(), QByteArray("jpeg"));
+        QCOMPARE(reader.size(), QSize(width, height));
+        const QImage read = reader.read();
+        QCOMPARE(read.size(), QSize(width, height));
+        QCOMPARE(read.format() == QImage::Format_Grayscale8, !colour);
+        // What was saved is the frame: the adapter holds it, and the file
+        // differs from it only by the compression's small error.
+        const QImage frame = pCamera->adapter().bufferImage().convertToFormat(QImage::Format_RGB888);
+        QCOMPARE(frame.size(), QSize(width, height));
+        const QImage back = read.convertToFormat(QImage::Format_RGB888);
+        qint64 nError = 0;
+        for (int y = 0; y < height; ++y) {
+            const uchar* a = frame.constScanLine(y);
+            const uchar* b = back.constScanLine(y);
+            for (int x = 0; x < width * 3; ++x)
+                nError += std::abs(int(a[x]) - int(b[x]));
+        }
+        const double dMeanError = double(nError) / (double(width) * height * 3);
+        QVERIFY2(dMeanError < 2.0, qPrintable(QString::number(dMeanError)));
     }
 
     void grayCameraDeliversOneBytePerPixel()

@@ -3,8 +3,8 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimApp.h"
-#include "SimDrawing.h"
+#include "services/SimApp.h"
+#include "drawing/SimDrawing.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/HXL_ServiceKeys.h"

@@ -1,10 +1,10 @@
-// The replacement host's picture pre-processing (host_sim/SimPreprocess.cpp,
-// described in host_sim/PREPROCESSING.md): every record field must change the
+// The replacement host's picture pre-processing (host_sim/processing/SimPreprocess.cpp,
+// described in host_sim/processing/PREPROCESSING.md): every record field must change the
 // picture under some setting, in the documented direction where one exists.
 
 #include "HostSim.h"
-#include "SimCameraManager.h"
-#include "SimPreprocess.h"
+#include "services/SimCameraManager.h"
+#include "processing/SimPreprocess.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

@@ -1,5 +1,5 @@
 // The replacement host's pre-processing runs its stages in one pass per stage
-// (host_sim/SimPixelKernels.cpp), over both cores, and the neighbourhood
+// (host_sim/processing/SimPixelKernels.cpp), over both cores, and the neighbourhood
 // filters band by band. Here every stage and the band-wise chain are compared
 // with the same arithmetic written the plain way, whole-picture OpenCV calls
 // one after the other, on pictures big enough for several bands and with
@@ -7,9 +7,9 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCameraManager.h"
-#include "SimPixelKernels.h"
-#include "SimPreprocess.h"
+#include "services/SimCameraManager.h"
+#include "processing/SimPixelKernels.h"
+#include "processing/SimPreprocess.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

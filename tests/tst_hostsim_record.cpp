@@ -2,7 +2,7 @@
 // manager's public fields in place, so their order and widths are fixed.
 
 #include "HostSim.h"
-#include "SimCameraManager.h"
+#include "services/SimCameraManager.h"
 
 #include "host/IZKVisionCameraManager.h"
 

@@ -4,7 +4,7 @@
 #include "HXL_ModuleGlobals.h"
 
 #include "HostSim.h"
-#include "SimCameraManager.h"
+#include "services/SimCameraManager.h"
 
 #include "host/HXL_ServiceKeys.h"
 #include "host/IServiceManager.h"
@@ -167,6 +167,21 @@ private slots:
         QCOMPARE(HXL_GetVisionCameraManager(), static_cast<IZKVisionCameraManager*>(nullptr));
         QCOMPARE(HXL_GetVisionLocatorManager(), static_cast<ZKVisionLocatorManager*>(nullptr));
         pRegistry->m_mapService = saved;
+    }
+
+    // The facade's switch for a host without a service: only that key goes,
+    // until the next reset.
+    void withdrawnServiceIsGoneUntilReset_data() { eachLookupFindsItsService_data(); }
+    void withdrawnServiceIsGoneUntilReset()
+    {
+        QFETCH(int, key);
+        QVERIFY(HostSim::withdrawService(key));
+        QCOMPARE(lookupByKey(key), static_cast<IService*>(nullptr));
+        QCOMPARE(IServiceManager::singleton()->m_mapService.count(key), size_t(0));
+        QCOMPARE(IServiceManager::singleton()->m_mapService.size(), size_t(6));
+        QVERIFY(!HostSim::withdrawService(key)); // nothing left to withdraw
+        HostSim::reset();
+        QVERIFY(lookupByKey(key));
     }
 
     void registryMapIsTheFirstMember()

@@ -3,18 +3,21 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimApp.h"
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
-#include "SimEvents.h"
-#include "SimLanguage.h"
-#include "SimMachine.h"
-#include "SimServices.h"
+#include "services/SimApp.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimEvents.h"
+#include "services/SimLanguage.h"
+#include "services/SimMachine.h"
+#include "services/SimServices.h"
 
 #include "host/HXL_HostFunctions.h"
+#include "host/HXL_ServiceKeys.h"
 #include "host/IHXLLanguageManager.h"
 #include "host/IZKEventManger.h"
+#include "host/IZKRobotService.h"
+#include "host/ZKAppService.h"
 #include "host/ZKWindowManager.h"
 
 #include <QFile>
@@ -24,6 +27,7 @@
 
 #include <memory>
 
+using hostsim::AbsentPart;
 using hostsim::HostSim;
 
 namespace {
@@ -39,6 +43,54 @@ public:
     QVector<QPair<int, int>> events;
     int reply = 0;
 };
+template <class Service>
+Service* registered(int nKey)
+{
+    return dynamic_cast<Service*>(IServiceManager::singleton()->m_mapService.at(nKey));
+}
+
+// What the host operations that a test can make absent answer now; objects
+// made for the question are released again.
+QList<const void*> answersOf(AbsentPart part)
+{
+    ZKGloabVisionAppBase* pApp = registered<ZKAppService>(HXLServiceKey::AppService)->GetMainApp();
+    switch (part) {
+    case AbsentPart::MainApp: return {pApp};
+    case AbsentPart::Document: return {pApp->GetDocument()};
+    case AbsentPart::Database: return {pApp->GetDocument()->GetDatabase()};
+    case AbsentPart::View: return {pApp->GetDocument()->GetView()};
+    case AbsentPart::MainWindow: return {ZKWindowManager::singleton().getMainWindow()};
+    case AbsentPart::UiConfig: return {ZKWindowManager::singleton().GetUiCfg()};
+    case AbsentPart::ProgressUI: return {ZKWindowManager::singleton().getMainWindow()->GetProgressUI()};
+    case AbsentPart::CurrentMachine:
+        return {registered<IZKRobotService>(HXLServiceKey::RobotService)->GetCurMachine()};
+    case AbsentPart::Camera: return {HostSim::cameraManager().GetCamera(0)};
+    case AbsentPart::ImageAdapter:
+        return {HostSim::cameraManager().GetImageAdapter(), HostSim::hostCamera(0)->GetImageAdapter()};
+    case AbsentPart::CameraCalibration: return {HostSim::hostCamera(0)->GetCalibration()};
+    case AbsentPart::DataPool: return {HostSim::locator().GetDataPoolMgr()};
+    case AbsentPart::Polyline: {
+        IZKGePolyline* pLine = registered<IZKEntityFactory>(HXLServiceKey::EntityFactory)->CreatePolyline();
+        if (pLine)
+            pLine->Release();
+        return {pLine};
+    }
+    case AbsentPart::Bound: {
+        IZKBound* pBound = registered<IZKPartFactory>(HXLServiceKey::PartFactory)->CreateBound();
+        if (pBound)
+            pBound->Release();
+        return {pBound};
+    }
+    case AbsentPart::CombinedImage: {
+        IZKDbImage* pImage = HostSim::combineManager().CombineImage();
+        if (pImage)
+            pImage->Release();
+        return {pImage};
+    }
+    }
+    return {};
+}
+
 } // namespace
 
 class TestServices : public QObject
@@ -369,6 +421,58 @@ private slots:
 
         HostSim::camera(0)->setGrabFails(true);
         QCOMPARE(combine.CombineImage(), static_cast<IZKDbImage*>(nullptr));
+    }
+
+    // The facade's switches for a host whose operation answers "not there":
+    // null while the part is absent (the call is still journalled), the
+    // object again when it is present or after a reset.
+    void absentPartsAnswerNull_data()
+    {
+        QTest::addColumn<int>("part");
+        QTest::newRow("main application") << int(AbsentPart::MainApp);
+        QTest::newRow("document") << int(AbsentPart::Document);
+        QTest::newRow("database") << int(AbsentPart::Database);
+        QTest::newRow("view") << int(AbsentPart::View);
+        QTest::newRow("main window") << int(AbsentPart::MainWindow);
+        QTest::newRow("user interface configuration") << int(AbsentPart::UiConfig);
+        QTest::newRow("progress box") << int(AbsentPart::ProgressUI);
+        QTest::newRow("current machine") << int(AbsentPart::CurrentMachine);
+        QTest::newRow("camera") << int(AbsentPart::Camera);
+        QTest::newRow("image adapter") << int(AbsentPart::ImageAdapter);
+        QTest::newRow("camera calibration") << int(AbsentPart::CameraCalibration);
+        QTest::newRow("data pool") << int(AbsentPart::DataPool);
+        QTest::newRow("polyline") << int(AbsentPart::Polyline);
+        QTest::newRow("bound") << int(AbsentPart::Bound);
+        QTest::newRow("combined picture") << int(AbsentPart::CombinedImage);
+    }
+    void absentPartsAnswerNull()
+    {
+        QFETCH(int, part);
+        const auto absent = AbsentPart(part);
+        auto allThere = [absent] {
+            const QList<const void*> answers = answersOf(absent);
+            return !answers.isEmpty() && !answers.contains(nullptr);
+        };
+        auto noneThere = [absent] {
+            const QList<const void*> answers = answersOf(absent);
+            return !answers.isEmpty() && answers.count(nullptr) == answers.size();
+        };
+        QVERIFY(allThere());
+        HostSim::setAbsent(absent);
+        QVERIFY(HostSim::isAbsent(absent));
+        HostSim::journal().clear();
+        QVERIFY(noneThere());
+        QVERIFY(!HostSim::journal().lines().isEmpty());
+        // Only that part: the camera manager and the machine still answer.
+        QVERIFY(HostSim::cameraManager().GetCameraCount() == 1);
+        QVERIFY(absent == AbsentPart::CurrentMachine
+                || registered<IZKRobotService>(HXLServiceKey::RobotService)->GetCurMachine());
+        HostSim::setAbsent(absent, false);
+        QVERIFY(allThere());
+        HostSim::setAbsent(absent);
+        HostSim::reset(m_dir.path());
+        QVERIFY(!HostSim::isAbsent(absent));
+        QVERIFY(allThere());
     }
 
     void screenSize()

@@ -10,8 +10,8 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimApp.h"
-#include "SimCameraManager.h"
+#include "services/SimApp.h"
+#include "services/SimCameraManager.h"
 
 #include "host/HXL_ServiceKeys.h"
 #include "host/IServiceManager.h"
@@ -397,9 +397,20 @@ private slots:
     {
         setHostList();
         HXL_AdvancedMorphologyDialog* pDialog = open();
-        table(pDialog)->clearSelection();
+        QTableWidget* pTable = table(pDialog);
+        // A current row without a selection: what the table has after the
+        // operator clicked a row and then cleared the selection. Delete goes
+        // by the selection only, so even this row stays.
+        pTable->selectRow(1);
+        pTable->clearSelection();
+        pTable->setCurrentCell(1, 0, QItemSelectionModel::NoUpdate);
+        QCOMPARE(pTable->currentRow(), 1);
+        QVERIFY(pTable->selectionModel()->selectedIndexes().isEmpty());
+        const QStringList before = rows(pDialog);
+        QCOMPARE(before.size(), 3);
+
         QTest::mouseClick(button(pDialog, HXL_Text(49)), Qt::LeftButton);
-        QCOMPARE(table(pDialog)->rowCount(), 3);
+        QCOMPARE(rows(pDialog), before);
     }
 
     void deleteRemovesTheSelectedRow()

@@ -4,12 +4,13 @@
 #include "PanelTestSupport.h"
 
 #include "HXL_RefreshCameraThread.h"
+#include "ZKFullScreenUI.h"
 #include "auxiliary/HXL_ShowDealWithDialog.h"
 #include "display/HXLDisplayLabel.h"
 
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
 
 #include "host/HXL_HostFunctions.h"
 
@@ -20,6 +21,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QSettings>
 #include <QSlider>
 #include <QTabWidget>
 
@@ -517,6 +519,57 @@ private slots:
         const QRectF select = pPanel->m_pShowLabel->selectRect();
         QVERIFY(qAbs(select.left() - (image.left() + image.width() * 0.25)) < 1.0);
         QVERIFY(qAbs(select.right() - (image.left() + image.width() * 0.75)) < 1.0);
+    }
+
+    // The host's new range becomes the module's settings too: the preview's
+    // closing, which pushes the settings back to the host, leaves it there.
+    void selectionEventRangeSurvivesTheFullScreenPreview()
+    {
+        PanelPtr pPanel(makePanel());
+        pPanel->show();
+        QTRY_VERIFY_WITH_TIMEOUT(!pPanel->m_pShowLabel->imageRect().isNull(), 5000);
+        HostSim::setSearchRangeSelectedPer(0.2, 0.7, 0.15, 0.8);
+        IZKEventManger::singleton()->FireEvent(2, 208, nullptr);
+
+        bool bPreviewShown = false;
+        QTimer closer;
+        closer.setInterval(50);
+        connect(&closer, &QTimer::timeout, pPanel.get(), [&] {
+            if (auto* pPreview = pPanel->findChild<ZKFullScreenUI*>(); pPreview && pPreview->isVisible()) {
+                bPreviewShown = true;
+                QTest::keyClick(pPreview, Qt::Key_Escape);
+            }
+        });
+        closer.start();
+        pPanel->slotShowPreviewFullScreen();
+        closer.stop();
+        QVERIFY(bPreviewShown);
+
+        double dLeft = 0.0, dRight = 0.0, dBottom = 0.0, dTop = 0.0;
+        Dll_HXL_VisionFeature_GetSearchRangeSelectedPer(dLeft, dRight, dBottom, dTop);
+        QCOMPARE(dLeft, 0.2);
+        QCOMPARE(dRight, 0.7);
+        QCOMPARE(dBottom, 0.15);
+        QCOMPARE(dTop, 0.8);
+        QCOMPARE(pPanel->m_pShowLabel->m_dSelectPer[0], 0.2);
+        QCOMPARE(pPanel->m_pShowLabel->m_dSelectPer[3], 0.8);
+    }
+
+    // ... and the settings file keeps it at exit.
+    void selectionEventRangeIsSavedAtExit()
+    {
+        PanelPtr pPanel(makePanel());
+        pPanel->show();
+        QTRY_VERIFY_WITH_TIMEOUT(!pPanel->m_pShowLabel->imageRect().isNull(), 5000);
+        HostSim::setSearchRangeSelectedPer(0.2, 0.7, 0.15, 0.8);
+        IZKEventManger::singleton()->FireEvent(3, 208, nullptr);
+        HXL_CameraUI_TellAppExit();
+        QSettings settings(HostSim::workPath() + QStringLiteral("qcv.dat"), QSettings::IniFormat);
+        settings.beginGroup(QStringLiteral("HXL_CameraUI"));
+        QCOMPARE(settings.value(QStringLiteral("dPerMinX")).toString(), QStringLiteral("0.2"));
+        QCOMPARE(settings.value(QStringLiteral("dPerMaxX")).toString(), QStringLiteral("0.7"));
+        QCOMPARE(settings.value(QStringLiteral("dPerMinY")).toString(), QStringLiteral("0.15"));
+        QCOMPARE(settings.value(QStringLiteral("dPerMaxY")).toString(), QStringLiteral("0.8"));
     }
 
     void cameraChangeOnlyWithPermission()

@@ -5,11 +5,11 @@
 
 #include "HXL_RefreshCameraThread.h"
 
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
-#include "SimServices.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
+#include "services/SimServices.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/IZKDatabase.h"

@@ -13,8 +13,8 @@
 #include "dialogs/HXL_AdvancedPreprocessingDialog.h"
 #include "display/HXLDisplayLabel.h"
 
-#include "SimCamera.h"
-#include "SimCameraManager.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -25,6 +25,28 @@
 
 using hostsim::HostSim;
 using namespace panel_test;
+
+namespace {
+
+// Counts the timer events that reach an object, by timer id.
+class TimerEventCounter : public QObject
+{
+public:
+    int count(int nTimerId) const { return m_counts.value(nTimerId); }
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Timer)
+            ++m_counts[static_cast<QTimerEvent*>(event)->timerId()];
+        return false;
+    }
+
+private:
+    QHash<int, int> m_counts;
+};
+
+} // namespace
 
 class TestPanelControls : public QObject
 {
@@ -90,16 +112,20 @@ private slots:
     void twoChangesWithinTheDebounceApplyOnce()
     {
         PanelPtr pPanel = quietPanel();
+        TimerEventCounter timers;
+        pPanel->installEventFilter(&timers);
         QSignalSpy changed(pPanel.get(), &ZKCostomCameraWidget::sigGrayParamChanged);
         pPanel->m_pSatCombo->setCurrentIndex(1);
         const int nFirst = pPanel->m_nTimerId2;
         pPanel->m_pSatCombo->setCurrentIndex(2);
-        QVERIFY(pPanel->m_nTimerId2 != nFirst);
-        QTest::qWait(450);
-        // Only the stored timer applies; the first one keeps firing unheeded.
-        QCOMPARE(changed.count(), 1);
-        QTimerEvent orphan(nFirst);
-        QCoreApplication::sendEvent(pPanel.get(), &orphan);
+        const int nSecond = pPanel->m_nTimerId2;
+        QVERIFY(nFirst != -1);
+        QVERIFY(nSecond != nFirst);
+        // The first timer is left running, not killed: its id was overwritten,
+        // so it keeps reaching the panel every 100 ms and applies nothing.
+        QTRY_VERIFY_WITH_TIMEOUT(timers.count(nFirst) >= 3, 5000);
+        QCOMPARE(timers.count(nSecond), 1); // the stored one applied once and was killed
+        QCOMPARE(pPanel->m_nTimerId2, -1);
         QCOMPARE(changed.count(), 1);
         QCOMPARE(HostSim::cameraManager().nSatMode, 2);
     }

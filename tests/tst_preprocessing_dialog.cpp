@@ -9,8 +9,8 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimApp.h"
-#include "SimCameraManager.h"
+#include "services/SimApp.h"
+#include "services/SimCameraManager.h"
 
 #include "host/ZKWindowManager.h"
 
@@ -510,6 +510,66 @@ private slots:
                 ++nColumns;
         }
         QCOMPARE(nColumns, 2);
+    }
+
+    // The sharpening group is as wide as its column (295): the dialog must
+    // show its whole frame, the right border included, as the group draws it.
+    void sharpeningGroupFrameIsWhole()
+    {
+        HXL_AdvancedPreprocessingDialog* pDialog = open();
+        QVERIFY(QTest::qWaitForWindowExposed(pDialog));
+        QGroupBox* pGroup = group(pDialog, QStringLiteral("Image sharpening"));
+        QVERIFY(pGroup);
+        QCOMPARE(pGroup->width(), 295);
+
+        const QImage own = pGroup->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        const QImage shown = pDialog->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        QCOMPARE(own.size(), pGroup->size());
+        QCOMPARE(shown.size(), pDialog->size());
+        const QRgb background = pGroup->palette().color(QPalette::Window).rgb();
+
+        // The frame lines as the group draws them by itself: the outermost
+        // pixels that are not background, on a row through the middle and a
+        // column near the right (clear of the title, which sits top left).
+        const int nMidY = own.height() / 2;
+        const int nProbeX = own.width() - 20;
+        auto firstDrawn = [&](int nFrom, int nStep, bool bAlongX) {
+            for (int i = nFrom; i >= 0 && i < (bAlongX ? own.width() : own.height()); i += nStep) {
+                const QRgb pixel = bAlongX ? own.pixel(i, nMidY) : own.pixel(nProbeX, i);
+                if (pixel != background)
+                    return i;
+            }
+            return -1;
+        };
+        const int nLeft = firstDrawn(0, 1, true);
+        const int nRight = firstDrawn(own.width() - 1, -1, true);
+        const int nTop = firstDrawn(0, 1, false);
+        const int nBottom = firstDrawn(own.height() - 1, -1, false);
+        QVERIFY2(nLeft >= 0 && nRight > nLeft + 200 && nTop >= 0 && nBottom > nTop, "the group draws no frame");
+
+        // Every pixel of the four frame lines appears at its place in the dialog.
+        const QPoint origin = pGroup->mapTo(pDialog, QPoint(0, 0));
+        QStringList missing;
+        auto check = [&](int x, int y) {
+            const QPoint at = origin + QPoint(x, y);
+            if (!shown.rect().contains(at) || shown.pixel(at) != own.pixel(x, y))
+                missing << QStringLiteral("(%1,%2)").arg(x).arg(y);
+        };
+        for (int y = nTop; y <= nBottom; ++y) {
+            check(nLeft, y);
+            check(nRight, y);
+        }
+        for (int x = nLeft; x <= nRight; ++x) {
+            check(x, nTop);
+            check(x, nBottom);
+        }
+        QVERIFY2(missing.isEmpty(), qPrintable(QStringLiteral("frame of %1 x %2 at (%3,%4) not shown at %5 of its pixels, e.g. %6")
+                                                   .arg(own.width())
+                                                   .arg(own.height())
+                                                   .arg(origin.x())
+                                                   .arg(origin.y())
+                                                   .arg(missing.size())
+                                                   .arg(missing.mid(0, 4).join(QLatin1Char(' ')))));
     }
 
     void captionsGoThroughTr()

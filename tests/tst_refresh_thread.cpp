@@ -3,13 +3,14 @@
 
 #include "HXL_CameraUI.h"
 #include "HXL_ModuleGlobals.h"
+#include "CLock.h"
 #include "HXL_RefreshCameraThread.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
+#include "cameras/SimCamera.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/IZKDatabase.h"
@@ -18,7 +19,12 @@
 #include <QLabel>
 #include <QPainter>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QtTest>
+
+#include <atomic>
+#include <memory>
+#include <type_traits>
 
 using hostsim::CameraSetup;
 using hostsim::FrameSource;
@@ -634,6 +640,63 @@ private slots:
         QCOMPARE(hostsim::SimPolyline::liveCount(), nLive + 1);
         pClone->Release();
         BatchReleasePolyline(mine);
+    }
+
+    // The buffer lock: a critical section on Windows, a recursive mutex
+    // elsewhere. The thread that holds it may enter again; another thread
+    // waits until it has left as often as it entered.
+    void bufferLockIsRecursiveAndExcludesOtherThreads()
+    {
+        static_assert(std::has_virtual_destructor<CLock>::value, "CLock has a virtual destructor");
+#ifdef Q_OS_WIN
+        static_assert(std::is_same<decltype(CLock::m_cs), CRITICAL_SECTION>::value, "a Windows critical section");
+#endif
+        CLock lock;
+        lock.Enter();
+        lock.Enter();
+        std::atomic<bool> bEntered{false};
+        std::unique_ptr<QThread> pOther(QThread::create([&lock, &bEntered] {
+            lock.Enter();
+            bEntered = true;
+            lock.Leave();
+        }));
+        pOther->start();
+        lock.Leave();
+        // Still held once: the other thread cannot have entered.
+        QVERIFY(!pOther->wait(200));
+        QVERIFY(!bEntered);
+        lock.Leave();
+        QVERIFY(pOther->wait(10000));
+        QVERIFY(bEntered);
+    }
+
+    void bufferLockSerialisesTwoThreads()
+    {
+        CLock lock;
+        volatile qint64 nCount = 0; // guarded by the lock alone
+        std::atomic<int> nReady{0};
+        auto count = [&lock, &nCount, &nReady] {
+            // Both threads count at the same time.
+            ++nReady;
+            while (nReady.load() < 2) {
+            }
+            for (int i = 0; i < 20000; ++i) {
+                lock.Enter();
+                // Read, let the other thread run, write: without the lock
+                // counts would be lost even on one core.
+                const qint64 n = nCount;
+                QThread::yieldCurrentThread();
+                nCount = n + 1;
+                lock.Leave();
+            }
+        };
+        std::unique_ptr<QThread> pFirst(QThread::create(count));
+        std::unique_ptr<QThread> pSecond(QThread::create(count));
+        pFirst->start();
+        pSecond->start();
+        QVERIFY(pFirst->wait(60000));
+        QVERIFY(pSecond->wait(60000));
+        QCOMPARE(qint64(nCount), qint64(40000));
     }
 
 private:

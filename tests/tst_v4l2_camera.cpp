@@ -2,8 +2,8 @@
 // the raw buffers a webcam delivers (MJPG and YUYV) into the host's format.
 
 #include "HostSim.h"
-#include "SimCameraManager.h"
-#include "V4l2Camera.h"
+#include "services/SimCameraManager.h"
+#include "cameras/V4l2Camera.h"
 
 #include <QElapsedTimer>
 #include <QLabel>

@@ -1,7 +1,8 @@
 // One camera panel's whole life, for a memory checker (valgrind memcheck):
 // build the panel, show 50 live frames, take a photo, open and cancel each of
 // its dialogs, preview full screen (with one failed grab, whose buffer the
-// preview keeps), destroy the panel. Prints each step; exits non-zero when a
+// preview keeps), show frames of odd widths (1001x801 gray, 1003x601 colour),
+// destroy the panel. Prints each step; exits non-zero when a
 // step does not happen (so that a run that checked nothing cannot pass).
 //
 // Run by tests/valgrind/run_memcheck.sh (ctest: valgrind_panel_lifecycle).
@@ -13,7 +14,7 @@
 #include "dialogs/HXL_AdvancedMorphologyDialog.h"
 #include "dialogs/HXL_AdvancedPreprocessingDialog.h"
 
-#include "SimCamera.h"
+#include "cameras/SimCamera.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -164,6 +165,27 @@ int main(int argc, char** argv)
 
     nFrames = 0;
     step("live frames again after the preview", waitFor([&] { return nFrames >= 3; }, 120000));
+
+    // Frame widths whose rows are not a multiple of 4 bytes: the camera pads
+    // each row, and every buffer the panel reads a frame from must hold the
+    // padding. Live frames, then a single frame (host event 1205), at each.
+    struct OddFrame
+    {
+        int nWidth, nHeight;
+        bool bColour;
+    };
+    for (const OddFrame& odd : {OddFrame{1001, 801, false}, OddFrame{1003, 601, true}}) {
+        HostSim::camera(0)->setFrameSize(odd.nWidth, odd.nHeight);
+        HostSim::camera(0)->setColour(odd.bColour);
+        nFrames = 0;
+        step(odd.bColour ? "live frames at 1003x601 colour" : "live frames at 1001x801 gray",
+             waitFor([&] { return nFrames >= 5; }, 120000));
+        pPanel->OnEvent(1201, nullptr);
+        int nResult = 0;
+        pPanel->OnEvent(1205, &nResult);
+        step("a single frame at that size", nResult == 0);
+        pPanel->OnEvent(1202, nullptr);
+    }
 
     destroyPanel(pPanel);
     step("panel destroyed", true);
