@@ -10,9 +10,9 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCameraManager.h"
-#include "SimDrawing.h"
-#include "SimEvents.h"
+#include "services/SimCameraManager.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimEvents.h"
 
 #include "host/HXL_HostFunctions.h"
 #include "host/IZKDatabase.h"

@@ -13,10 +13,10 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimDrawing.h"
-#include "SimMachine.h"
-#include "SimServices.h"
+#include "cameras/SimCamera.h"
+#include "drawing/SimDrawing.h"
+#include "services/SimMachine.h"
+#include "services/SimServices.h"
 
 #include "host/IZKDatabase.h"
 
@@ -161,10 +161,7 @@ void BM_CombineStretch(benchmark::State& state)
         t0 = Clock::now();
         {
             cv::Mat canvas(nCanvasH, nCanvasW, setup.colour ? CV_8UC3 : CV_8UC1, cv::Scalar::all(0));
-            QImage image(canvas.cols, canvas.rows, setup.colour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
-            const size_t nRowBytes = size_t(canvas.cols) * canvas.elemSize();
-            for (int y = 0; y < canvas.rows; ++y)
-                std::memcpy(image.scanLine(y), canvas.ptr(y), nRowBytes);
+            const QImage image = hostsim::imageFromFrame(canvas);
             benchmark::DoNotOptimize(image.constBits());
         }
         canvasMs.push_back(msSince(t0));

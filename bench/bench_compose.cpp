@@ -22,9 +22,10 @@ namespace {
 constexpr int kLabelW = 640;
 constexpr int kLabelH = 480;
 
+// A frame buffer as the camera fills it (rows padded to 4 bytes).
 std::vector<unsigned char> makeFrame(int w, int h, bool bColour)
 {
-    std::vector<unsigned char> frame(static_cast<size_t>(w) * h * (bColour ? 3 : 1));
+    std::vector<unsigned char> frame(static_cast<size_t>(HXL_RefreshCameraThread::FrameBytes(w, h, bColour)));
     for (size_t i = 0; i < frame.size(); ++i)
         frame[i] = static_cast<unsigned char>((i * 7) ^ (i >> 11));
     return frame;
@@ -58,7 +59,8 @@ void BM_ComposeFrame(benchmark::State& state)
         benchmark::DoNotOptimize(target.data());
     });
     cv::setNumThreads(1);
-    const cv::Mat source(h, w, bColour ? CV_8UC3 : CV_8UC1, const_cast<unsigned char*>(frame.data()));
+    const cv::Mat source(h, w, bColour ? CV_8UC3 : CV_8UC1, const_cast<unsigned char*>(frame.data()),
+                         static_cast<size_t>(HXL_RefreshCameraThread::FrameStride(w, bColour)));
     cv::Mat resized;
     const double dResizeUs = medianMicroseconds([&] {
         cv::resize(source, resized, cv::Size(kLabelW, kLabelH), 0, 0, cv::INTER_NEAREST);
@@ -94,6 +96,8 @@ BENCHMARK(BM_ComposeFrame)
     ->Args({2592, 1944, 0})
     ->Args({5472, 3648, 1})
     ->Args({5472, 3648, 0})
+    ->Args({1001, 801, 0}) // rows padded to 4 bytes
+    ->Args({1003, 601, 1})
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->MinTime(1.0);

@@ -7,10 +7,11 @@
 
 #include "HXL_CameraUI.h"
 #include "HXL_ModuleGlobals.h"
+#include "HXL_RefreshCameraThread.h"
 #include "IZKCostomCameraWidget.h"
 #include "ZKCostomCameraWidget.h"
 
-#include "AravisCamera.h"
+#include "cameras/AravisCamera.h"
 #include "HostSim.h"
 
 #include <QApplication>
@@ -114,9 +115,9 @@ void BM_GrabLatency(benchmark::State& state)
     }
     state.SetLabel(kFormats[state.range(0)]);
     // Sized as the panel sizes it, from what the camera announces.
-    const size_t nChannels = g_pCamera->IsColorful() ? 3 : 1;
-    std::vector<unsigned char> buffer(nChannels * size_t(g_pCamera->GetImageWidth(true)) *
-                                      size_t(g_pCamera->GetImageHeight(true)));
+    const bool bColour = g_pCamera->IsColorful();
+    std::vector<unsigned char> buffer(size_t(HXL_RefreshCameraThread::FrameBytes(
+        g_pCamera->GetImageWidth(true), g_pCamera->GetImageHeight(true), bColour)));
     double dTotalUs = 0.0;
     int nFailed = 0;
     // A frame of the format used before may still be the newest: let it pass.

@@ -3,8 +3,8 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCameraManager.h"
-#include "SimPreprocess.h"
+#include "services/SimCameraManager.h"
+#include "processing/SimPreprocess.h"
 
 #include <benchmark/benchmark.h>
 

@@ -17,7 +17,7 @@ esac
 
 "$here/scripts/setup.sh"
 build="${HXL_BUILD_DIR:-$here/build}"
-targets=(bench_compose bench_preprocess bench_capture bench_combine soak_live camera_host)
+targets=(bench_compose bench_preprocess bench_capture bench_combine bench_calibration soak_live camera_host)
 [ -x "$build/bin/bench_genicam" ] || grep -q "HXL_WITH_GENICAM:BOOL=ON" "$build/CMakeCache.txt" && targets+=(bench_genicam)
 cmake --build "$build" -j"$(nproc)" --target "${targets[@]}"
 
@@ -26,7 +26,7 @@ out="$here/bench-results/$(date +%Y-%m-%d_%H%M%S).txt"
 export QT_QPA_PLATFORM=offscreen
 {
   echo "# $(date -u '+%Y-%m-%d %H:%M UTC'), $(nproc) CPUs, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ //'), load $(cut -d' ' -f1-3 /proc/loadavg)"
-  for b in bench_compose bench_preprocess bench_capture bench_combine; do
+  for b in bench_compose bench_preprocess bench_capture bench_combine bench_calibration; do
     echo; echo "## $b"; "$build/bin/$b"
   done
   if [ -x "$build/bin/bench_genicam" ]; then

@@ -16,8 +16,8 @@
 
 #include "HostJournal.h"
 #include "HostSim.h"
-#include "SimCamera.h"
-#include "SimEvents.h"
+#include "cameras/SimCamera.h"
+#include "services/SimEvents.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -72,7 +72,7 @@ int main(int argc, char** argv)
     HXL_CameraUI_ReadParam();
 
     // Floor: one plain copy of a frame buffer.
-    std::vector<unsigned char> a(1280 * 1024 * 3, 7), b(a.size());
+    std::vector<unsigned char> a(size_t(HXL_RefreshCameraThread::FrameBytes(1280, 1024, true)), 7), b(a.size());
     QElapsedTimer floorClock;
     floorClock.start();
     for (int i = 0; i < 200; ++i) {
