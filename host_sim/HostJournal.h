@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <QMutex>
 #include <QStringList>
@@ -11,7 +11,7 @@ namespace hostsim {
 // operation's name and its salient arguments, e.g. "HXL_MachineMoveTo(12.5, -3)".
 // Thread-safe; tests clear it and assert call sequences on it. Old lines are
 // dropped beyond the capacity so that a long demo run cannot grow without bound.
-class HXL_HOST_EXPORT Journal
+class HXL_HOSTSIM_EXPORT Journal
 {
 public:
     void append(const QString& strLine);
@@ -36,7 +36,7 @@ private:
 // While an instance lives, the host calls made on its thread are the host's
 // own (e.g. the demo window's live view) and are not journaled, so that the
 // journal shows only what the panel asked of the host.
-class HXL_HOST_EXPORT HostCallScope
+class HXL_HOSTSIM_EXPORT HostCallScope
 {
 public:
     HostCallScope();
@@ -47,6 +47,6 @@ public:
 };
 
 // Formats a number for a journal line: shortest form, up to 10 significant digits.
-HXL_HOST_EXPORT QString jnum(double dValue);
+HXL_HOSTSIM_EXPORT QString jnum(double dValue);
 
 } // namespace hostsim

@@ -4,7 +4,7 @@
 // camera panel never includes this header: it reaches the host only through
 // the declarations in camera_ui/host/.
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <QColor>
 #include <QJsonObject>
@@ -70,7 +70,7 @@ struct CameraSetup
 // {"mmPerPixelX", "mmPerPixelY", "rotationDeg", "mirrored", "offsetX",
 // "offsetY", "noise", "noiseSeed"} into setup (missing keys keep its values).
 // False, with the reason, for a value of the wrong kind or out of range.
-HXL_HOST_EXPORT bool simMountFromJson(const QJsonObject& json, CameraSetup& setup, QString* pError);
+HXL_HOSTSIM_EXPORT bool simMountFromJson(const QJsonObject& json, CameraSetup& setup, QString* pError);
 
 // Kinds of camera, by the names the configuration's "type" field uses.
 enum class CameraType
@@ -82,11 +82,11 @@ enum class CameraType
 };
 
 // The camera-type name table ("Auto", "Sim", "GenICam", "V4L2"), in enum order.
-HXL_HOST_EXPORT QStringList cameraTypeNames();
+HXL_HOSTSIM_EXPORT QStringList cameraTypeNames();
 // Case-insensitive; false for an unknown name.
-HXL_HOST_EXPORT bool cameraTypeFromName(const QString& strName, CameraType& type);
+HXL_HOSTSIM_EXPORT bool cameraTypeFromName(const QString& strName, CameraType& type);
 // Whether this build has the back-end of a camera type.
-HXL_HOST_EXPORT bool cameraTypeAvailable(CameraType type);
+HXL_HOSTSIM_EXPORT bool cameraTypeAvailable(CameraType type);
 
 // One camera the host is asked to open (from the configuration's "cameras"
 // list or the demo's command line).
@@ -125,7 +125,7 @@ enum class AbsentPart
     CombinedImage      // ZKCCDImageCombineManager::CombineImage
 };
 
-class HXL_HOST_EXPORT HostSim
+class HXL_HOSTSIM_EXPORT HostSim
 {
 public:
     // A fresh host: registry populated under every key, journal cleared,

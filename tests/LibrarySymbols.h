@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QCoreApplication>
 #include <QFile>
+#include <QMap>
 #include <QProcess>
 #include <QSet>
 #include <QString>
@@ -36,6 +37,22 @@ inline QString demangled(const QString& strName)
     const QString strText = nStatus == 0 && pszText ? QString::fromLatin1(pszText) : strName;
     std::free(pszText);
     return strText;
+}
+
+// The values of one kind of entry ("NEEDED", "SONAME") in readelf -d's
+// listing: " 0x... (NEEDED)   Shared library: [libc.so.6]".
+inline QStringList dynamicEntries(const QString& strListing, const QString& strKind)
+{
+    QStringList values;
+    for (const QString& strLine : strListing.split(QLatin1Char('\n'))) {
+        if (!strLine.contains(QLatin1Char('(') + strKind + QLatin1Char(')')))
+            continue;
+        const int nOpen = strLine.indexOf(QLatin1Char('['));
+        const int nClose = strLine.lastIndexOf(QLatin1Char(']'));
+        if (nOpen >= 0 && nClose > nOpen)
+            values << strLine.mid(nOpen + 1, nClose - nOpen - 1);
+    }
+    return values;
 }
 
 namespace detail {
@@ -164,18 +181,23 @@ inline QStringList exportedNames(const QString& strPath, QString* pError)
 #endif
 }
 
-// The names a library imports from other libraries (by name, not ordinal).
-inline QStringList importedNames(const QString& strPath, QString* pError)
+// The names a library imports, by the library it names for them. On Windows
+// each DLL of the import directory with the entries it gives by name (not by
+// ordinal). On Linux the dynamic table does not say where an undefined symbol
+// is to come from (the loader searches the needed libraries in turn), so every
+// name is under the empty key.
+inline QMap<QString, QStringList> importsByLibrary(const QString& strPath, QString* pError)
 {
+    QMap<QString, QStringList> imports;
 #ifdef Q_OS_WIN
     const detail::PeFile pe = detail::readPe(strPath, pError);
     qint64 nDescriptor = pe.directory(1);
     if (!pe.isValid() || nDescriptor < 0)
         return {};
-    QStringList names;
-    // One 20-byte descriptor per library, up to an empty one; each names its
-    // entries in a list of 64-bit thunks ending in zero.
+    // One 20-byte descriptor per library, up to an empty one: the DLL's name
+    // at offset 12, and a list of 64-bit thunks ending in zero naming its entries.
     for (; pe.u32(nDescriptor + 12) != 0; nDescriptor += 20) {
+        QStringList& names = imports[pe.stringAt(pe.u32(nDescriptor + 12))];
         const quint32 nThunks = pe.u32(nDescriptor) ? pe.u32(nDescriptor) : pe.u32(nDescriptor + 16);
         qint64 nThunk = pe.offsetOf(nThunks);
         for (; nThunk >= 0 && pe.u64(nThunk) != 0; nThunk += 8) {
@@ -184,9 +206,38 @@ inline QStringList importedNames(const QString& strPath, QString* pError)
                 names << pe.stringAt(quint32(nEntry) + 2);
         }
     }
-    return names;
 #else
-    return detail::nmNames(strPath, QStringLiteral("--undefined-only"), pError);
+    const QStringList names = detail::nmNames(strPath, QStringLiteral("--undefined-only"), pError);
+    if (!names.isEmpty())
+        imports.insert(QString(), names);
+#endif
+    return imports;
+}
+
+// The names a library imports from other libraries (by name, not ordinal).
+inline QStringList importedNames(const QString& strPath, QString* pError)
+{
+    QStringList names;
+    for (const QStringList& fromOne : importsByLibrary(strPath, pError))
+        names += fromOne;
+    return names;
+}
+
+// The libraries a library asks the loader for, by file name: the DLL names of
+// the import directory (Windows) or the NEEDED entries of the dynamic section
+// (Linux, read with readelf -d).
+inline QStringList neededLibraries(const QString& strPath, QString* pError)
+{
+#ifdef Q_OS_WIN
+    return importsByLibrary(strPath, pError).keys();
+#else
+    QProcess readelf;
+    readelf.start(QStringLiteral("readelf"), {QStringLiteral("-d"), QStringLiteral("-W"), strPath});
+    if (!readelf.waitForFinished(30000) || readelf.exitStatus() != QProcess::NormalExit || readelf.exitCode() != 0) {
+        *pError = QStringLiteral("readelf -d %1 failed: %2").arg(strPath, QString::fromLocal8Bit(readelf.readAllStandardError()));
+        return {};
+    }
+    return dynamicEntries(QString::fromLatin1(readelf.readAllStandardOutput()), QStringLiteral("NEEDED"));
 #endif
 }
 

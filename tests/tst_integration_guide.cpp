@@ -101,7 +101,7 @@ QStringList moduleSources()
 QMap<QString, QSet<QString>> hostOperations()
 {
     QMap<QString, QSet<QString>> operations;
-    const QRegularExpression classRe(QStringLiteral("^(?:class|struct)\\s+(?:HXL_HOST_EXPORT\\s+)?(\\w+)\\b[^;]*$"));
+    const QRegularExpression classRe(QStringLiteral("^(?:class|struct)\\s+(?:HXL_\\w+_EXPORT\\s+)?(\\w+)\\b[^;]*$"));
     const QRegularExpression opRe(QStringLiteral("^\\s*(?:virtual|static)\\s[^(;]*?\\b(~?\\w+)\\s*\\("));
     // Redeclared with a covariant result, without "virtual" (IZKGePolyline::Clone).
     const QRegularExpression overrideRe(QStringLiteral("^\\s*[\\w:<>&\\*\\s]+?\\b(\\w+)\\s*\\([^;]*\\)\\s*(?:const\\s*)?override\\b"));
@@ -128,7 +128,7 @@ QMap<QString, QSet<QString>> hostOperations()
 QStringList hostFreeFunctions()
 {
     QStringList names;
-    const QRegularExpression re(QStringLiteral("HXL_HOST_EXPORT\\s+[\\w:<>&\\s\\*]*?\\b(\\w+)\\s*\\("));
+    const QRegularExpression re(QStringLiteral("HXL_[A-Z]+_EXPORT\\s+[\\w:<>&\\s\\*]*?\\b(\\w+)\\s*\\("));
     auto it = re.globalMatch(readText(kSourceDir + QStringLiteral("/camera_ui/host/HXL_HostFunctions.h")));
     while (it.hasNext())
         names << it.next().captured(1);
@@ -429,9 +429,20 @@ private slots:
             return symbols;
         };
         QString strError;
-        const QSet<QString> hostDefined = demangledSet(library_symbols::exportedNames(
-            library_symbols::besideProgram(QStringLiteral(HXL_HOSTSIM_LIBRARY_NAME)), &strError));
-        QVERIFY2(!hostDefined.isEmpty(), qPrintable(strError));
+        // The host's eight libraries, by their own names.
+        QSet<QString> hostDefined;
+        for (const char* pszLibrary : {"HXL_CadBase", "HXL_VisionCameraManager", "HXL_VisionBase", "HXL_VisionFeature",
+                                       "HXL_VisionCameraCalibration", "HXL_CommonCtrl", "HXL_ControlCard", "HXL_Language"}) {
+#ifdef Q_OS_WIN
+            const QString strFile = QLatin1String(pszLibrary) + QStringLiteral(".dll");
+#else
+            const QString strFile = QStringLiteral("lib") + QLatin1String(pszLibrary) + QStringLiteral(".so");
+#endif
+            const QSet<QString> defined =
+                demangledSet(library_symbols::exportedNames(library_symbols::besideProgram(strFile), &strError));
+            QVERIFY2(!defined.isEmpty(), qPrintable(strError));
+            hostDefined += defined;
+        }
         const QSet<QString> moduleUndefined = demangledSet(library_symbols::importedNames(
             library_symbols::besideProgram(QStringLiteral(HXL_CAMERAUI_LIBRARY_NAME)), &strError));
         QVERIFY2(!moduleUndefined.isEmpty(), qPrintable(strError));
@@ -439,7 +450,7 @@ private slots:
         imported.intersect(hostDefined);
         QVERIFY(!imported.isEmpty());
 
-        const QString strSection = guideSection(QStringLiteral("## 9. What the host library must export")).join(QLatin1Char(' '));
+        const QString strSection = guideSection(QStringLiteral("## 9. What each host library must export")).join(QLatin1Char(' '));
         const QMap<QString, QSet<QString>> hostClasses = hostOperations();
         const QRegularExpression typeInfoRe(QStringLiteral("^(?:typeinfo|typeinfo name|vtable) for (\\w+)$"));
         for (const QString& strSymbol : imported) {

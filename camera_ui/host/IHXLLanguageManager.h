@@ -6,7 +6,7 @@
 
 // Visible texts by number. A client creates its manager once, names its text
 // table, applies the host's language and then fetches texts as UTF-8.
-class HXL_HOST_EXPORT IHXLLanguageManager
+class HXL_LANGUAGE_EXPORT IHXLLanguageManager
 {
 public:
     // A new manager for the host's current language; the caller keeps it.

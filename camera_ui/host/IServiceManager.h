@@ -7,7 +7,7 @@
 // Base of every service the host publishes in its registry. Services are
 // reached through the registry and cast with dynamic_cast, so the base is
 // polymorphic and its type information lives in the host library.
-class HXL_HOST_EXPORT IService
+class HXL_CADBASE_EXPORT IService
 {
 public:
     virtual ~IService();
@@ -17,7 +17,7 @@ public:
 //
 // The ordered map is the first data member on purpose: clients search it
 // directly with lower_bound and take the entry only when its key matches.
-class HXL_HOST_EXPORT IServiceManager
+class HXL_CADBASE_EXPORT IServiceManager
 {
 public:
     std::map<int, IService*> m_mapService;

@@ -22,7 +22,7 @@ enum ZKEntityType
 // Virtual order: Clone comes first (the live-video thread relies on the
 // polyline's first operation being its clone), then release, the bounding
 // box, the layer and the kind.
-class HXL_HOST_EXPORT IZKEntity
+class HXL_CADBASE_EXPORT IZKEntity
 {
 public:
     // A free-standing deep copy (not in any table, same layer).
@@ -42,7 +42,7 @@ protected:
 
 // A polyline: an ordered list of vertices; a closed rectangle is five vertices
 // with the last equal to the first.
-class HXL_HOST_EXPORT IZKGePolyline : public IZKEntity
+class HXL_CADBASE_EXPORT IZKGePolyline : public IZKEntity
 {
 public:
     IZKGePolyline* Clone() const override = 0;
@@ -63,7 +63,7 @@ public:
 
 // A picture placed on the drawing. Its extent is in machine millimetres with y
 // upward: (minX, minY) is the picture's bottom-left corner.
-class HXL_HOST_EXPORT IZKDbImage : public IZKEntity
+class HXL_CADBASE_EXPORT IZKDbImage : public IZKEntity
 {
 public:
     IZKDbImage* Clone() const override = 0;
@@ -73,7 +73,7 @@ public:
     virtual void GetImageSize(int& nWidth, int& nHeight) const = 0;
 };
 
-class HXL_HOST_EXPORT IZKLayer
+class HXL_CADBASE_EXPORT IZKLayer
 {
 public:
     virtual int GetLayerId() const = 0;
@@ -83,7 +83,7 @@ protected:
     virtual ~IZKLayer();
 };
 
-class HXL_HOST_EXPORT IZKLayerTable
+class HXL_CADBASE_EXPORT IZKLayerTable
 {
 public:
     // The layer with this id, created on first use; never null.
@@ -96,7 +96,7 @@ protected:
 };
 
 // The model space: the entities of the drawing, in drawing order.
-class HXL_HOST_EXPORT IZKShapeTable
+class HXL_CADBASE_EXPORT IZKShapeTable
 {
 public:
     // Takes ownership. An entity without a layer goes to layer 0.
@@ -110,7 +110,7 @@ protected:
     virtual ~IZKShapeTable();
 };
 
-class HXL_HOST_EXPORT IZKDatabase
+class HXL_CADBASE_EXPORT IZKDatabase
 {
 public:
     virtual IZKShapeTable* GetShapeTable() = 0;
@@ -125,17 +125,23 @@ protected:
 };
 
 // Makes drawing entities (registry key HXLServiceKey::EntityFactory).
-class HXL_HOST_EXPORT IZKEntityFactory : public IService
+class HXL_CADBASE_EXPORT IZKEntityFactory : public IService
 {
 public:
     // A new empty polyline, owned by the caller (release it with Release or BatchReleasePolyline).
     virtual IZKGePolyline* CreatePolyline() = 0;
+    // Out of line in the host library: the type information that the
+    // registry lookup casts to lives there, once.
+    ~IZKEntityFactory() override;
 };
 
 // Makes geometric parts (registry key HXLServiceKey::PartFactory).
-class HXL_HOST_EXPORT IZKPartFactory : public IService
+class HXL_CADBASE_EXPORT IZKPartFactory : public IService
 {
 public:
     // A new empty (invalid) bound, owned by the caller (IZKBound::Release).
     virtual IZKBound* CreateBound() = 0;
+    // Out of line in the host library: the type information that the
+    // registry lookup casts to lives there, once.
+    ~IZKPartFactory() override;
 };

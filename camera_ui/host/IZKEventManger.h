@@ -4,7 +4,7 @@
 
 // Receives host events on the channels it was added to. Events are delivered
 // on the thread that fires them (the GUI thread for every event of the panel).
-class HXL_HOST_EXPORT IZKEventListener
+class HXL_CADBASE_EXPORT IZKEventListener
 {
 public:
     virtual ~IZKEventListener();
@@ -14,7 +14,7 @@ public:
 };
 
 // The host's event hub: listeners per channel, called in the order they were added.
-class HXL_HOST_EXPORT IZKEventManger
+class HXL_CADBASE_EXPORT IZKEventManger
 {
 public:
     static IZKEventManger* singleton();

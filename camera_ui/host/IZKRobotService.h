@@ -4,7 +4,7 @@
 #include "IServiceManager.h"
 
 // The machine that carries the camera. Positions are machine millimetres.
-class HXL_HOST_EXPORT IZKMachine
+class HXL_CONTROLCARD_EXPORT IZKMachine
 {
 public:
     // 0 when idle, non-zero while the machine moves.
@@ -20,9 +20,12 @@ protected:
 };
 
 // Motion service (registry key HXLServiceKey::RobotService).
-class HXL_HOST_EXPORT IZKRobotService : public IService
+class HXL_CONTROLCARD_EXPORT IZKRobotService : public IService
 {
 public:
     // The machine in use, or null.
     virtual IZKMachine* GetCurMachine() = 0;
+    // Out of line in the host library: the type information that the
+    // registry lookup casts to lives there, once.
+    ~IZKRobotService() override;
 };

@@ -15,7 +15,7 @@ class IZKGePolyline;
 // Picture buffers of a camera: the source picture as taken (or read from a
 // file) and the working buffer that pre-processing changes. Pixels are 8-bit,
 // RGB for colour pictures and one channel for gray, rows packed without padding.
-class HXL_HOST_EXPORT ImageAdapter
+class HXL_VISIONCAMERAMANAGER_EXPORT ImageAdapter
 {
 public:
     // Reads a JPEG, BMP or PNG file into the working buffer (the path is in
@@ -45,7 +45,7 @@ protected:
 };
 
 // Pixel-to-machine calibration of one camera.
-class HXL_HOST_EXPORT IZKCameraCalibration
+class HXL_VISIONCAMERAMANAGER_EXPORT IZKCameraCalibration
 {
 public:
     // Machine millimetres of a picture point (pixels, y down) taken at the
@@ -60,7 +60,7 @@ protected:
 };
 
 // One camera. Safe to call from a worker thread: grabs are serialised by the camera.
-class HXL_HOST_EXPORT IZKVisionCamera
+class HXL_VISIONCAMERAMANAGER_EXPORT IZKVisionCamera
 {
 public:
     // Starts streaming (idempotent). 0 on success.
@@ -105,7 +105,7 @@ struct ZKMorphologyParam
 // PreprocessImage reads them. Their order and widths are part of the interface:
 // do not reorder, resize or insert record fields. The members marked "host"
 // belong to the host and are not part of the record.
-class HXL_HOST_EXPORT IZKVisionCameraManager : public IService
+class HXL_VISIONCAMERAMANAGER_EXPORT IZKVisionCameraManager : public IService
 {
 public:
     virtual int GetCameraCount() = 0;
@@ -139,6 +139,9 @@ public:
     // Converts polylines in place from machine millimetres to pixels of the
     // standard picture of camera nCamera (taken at the calibration position).
     virtual void WorldToStandardImage(int nCamera, std::vector<IZKGePolyline*>& vecPolylines) = 0;
+    // Out of line in the host library: the type information that the
+    // registry lookup casts to lives there, once.
+    ~IZKVisionCameraManager() override;
 
 public:
     // --- pre-processing record --------------------------------------------

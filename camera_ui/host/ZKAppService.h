@@ -8,7 +8,7 @@
 class IZKDatabase;
 
 // A view of the drawing.
-class HXL_HOST_EXPORT IZKView
+class HXL_COMMONCTRL_EXPORT IZKView
 {
 public:
     // Redraw the drawing; bUpdateAll also rebuilds what the view caches.
@@ -19,7 +19,7 @@ protected:
 };
 
 // The open drawing: its database and its view.
-class HXL_HOST_EXPORT IZKDocument
+class HXL_COMMONCTRL_EXPORT IZKDocument
 {
 public:
     virtual IZKDatabase* GetDatabase() = 0;
@@ -30,7 +30,7 @@ protected:
 };
 
 // The host's main application object.
-class HXL_HOST_EXPORT ZKGloabVisionAppBase
+class HXL_COMMONCTRL_EXPORT ZKGloabVisionAppBase
 {
 public:
     virtual IZKDocument* GetDocument() = 0;
@@ -43,8 +43,11 @@ protected:
 };
 
 // Application service (registry key HXLServiceKey::AppService).
-class HXL_HOST_EXPORT ZKAppService : public IService
+class HXL_COMMONCTRL_EXPORT ZKAppService : public IService
 {
 public:
     virtual ZKGloabVisionAppBase* GetMainApp() = 0;
+    // Out of line in the host library: the type information that the
+    // registry lookup casts to lives there, once.
+    ~ZKAppService() override;
 };

@@ -8,7 +8,7 @@ class IZKDbImage;
 
 // Combines camera pictures taken along a stretch of machine travel
 // (registry key HXLServiceKey::CCDImageCombineManager).
-class HXL_HOST_EXPORT ZKCCDImageCombineManager : public IService
+class HXL_VISIONBASE_EXPORT ZKCCDImageCombineManager : public IService
 {
 public:
     virtual void GetCombineStartPos(ZKGePoint& ptStart) = 0;
@@ -19,4 +19,7 @@ public:
     // Moves along the stretch, grabs and stitches. A new picture entity with its
     // extent in millimetres (owned by the caller), or null when a grab failed.
     virtual IZKDbImage* CombineImage() = 0;
+    // Out of line in the host library: the type information that the
+    // registry lookup casts to lives there, once.
+    ~ZKCCDImageCombineManager() override;
 };

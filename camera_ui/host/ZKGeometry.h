@@ -18,7 +18,7 @@ struct ZKGePoint
 
 // Axis-aligned bounding box. An empty bound (no point added) is invalid and
 // reports 0 for every measure.
-class HXL_HOST_EXPORT IZKBound
+class HXL_CADBASE_EXPORT IZKBound
 {
 public:
     // Frees a bound made by IZKPartFactory::CreateBound. Bounds owned by an

@@ -8,7 +8,7 @@
 #include <QWidget>
 
 // The host's progress box: a top-level window that the caller places, shows and hides.
-class HXL_HOST_EXPORT ZKProgressUI : public QWidget
+class HXL_COMMONCTRL_EXPORT ZKProgressUI : public QWidget
 {
     Q_OBJECT
 public:
@@ -19,7 +19,7 @@ public:
 };
 
 // The host's main window.
-class HXL_HOST_EXPORT IMainWindow : public QMainWindow
+class HXL_COMMONCTRL_EXPORT IMainWindow : public QMainWindow
 {
     Q_OBJECT
 public:
@@ -39,7 +39,7 @@ struct UiUserConfig
     int nRowHeight = 24;                       // row height of the host's tables, in pixels
 };
 
-class HXL_HOST_EXPORT ZKWindowManager
+class HXL_COMMONCTRL_EXPORT ZKWindowManager
 {
 public:
     static ZKWindowManager& singleton();

@@ -14,7 +14,7 @@
 // of it with waits, for tests and scripts.
 
 #include "calibration/CameraModel.h"
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <QElapsedTimer>
 #include <QPointF>
@@ -37,7 +37,7 @@ struct CalibrationSample
     double residualPx = 0.0; // distance of the shift from what the fitted map predicts
 };
 
-class HXL_HOST_EXPORT CalibrationRun
+class HXL_HOSTSIM_EXPORT CalibrationRun
 {
 public:
     // Detail under the crosshair must change by this many grey levels per

@@ -5,7 +5,7 @@
 // mounted (its rendering) and what the host has calibrated (the pictures it
 // hands out, the calibrated bound, picture combining).
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <QJsonObject>
 #include <QPointF>
@@ -17,7 +17,7 @@
 namespace hostsim {
 
 // A 2 x 2 linear map: (x, y) -> (a x + b y, c x + d y).
-struct HXL_HOST_EXPORT Linear2
+struct HXL_HOSTSIM_EXPORT Linear2
 {
     double a = 1.0, b = 0.0, c = 0.0, d = 1.0;
 
@@ -31,7 +31,7 @@ struct HXL_HOST_EXPORT Linear2
 // [i, i + 1)), counted from the picture's top-left corner; machine positions
 // are millimetres with y upward. The optical axis goes through the centre of
 // the picture.
-class HXL_HOST_EXPORT CameraModel
+class HXL_HOSTSIM_EXPORT CameraModel
 {
 public:
     double mmPerPixelX = 0.02; // along the picture's rows

@@ -2,6 +2,7 @@
 
 // A GenICam camera (GigE Vision or USB3 Vision) through Aravis 0.8.
 
+#include "HostSimExport.h"
 #include "cameras/HostCamera.h"
 
 #include <QStringList>
@@ -45,7 +46,7 @@ struct GenicamParameters
     QString vendor, model, deviceId;
 };
 
-class HXL_HOST_EXPORT AravisCamera : public StreamingCamera
+class HXL_HOSTSIM_EXPORT AravisCamera : public StreamingCamera
 {
 public:
     explicit AravisCamera(const GenicamSetup& setup);

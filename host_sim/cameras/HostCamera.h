@@ -6,6 +6,7 @@
 // the real cameras: a worker thread that opens the device, keeps the newest
 // frame and reopens the device when it goes away.
 
+#include "HostSimExport.h"
 #include "calibration/CameraModel.h"
 #include "host/IZKVisionCameraManager.h"
 
@@ -28,16 +29,16 @@ class HostCamera;
 // frame buffers are read with: each row's pixels (3 bytes in RGB order, or 1
 // gray), then zeros up to a multiple of 4 bytes. QImage keeps RGB888 and
 // Grayscale8 pictures in the same layout.
-HXL_HOST_EXPORT int frameStride(int nWidth, int nChannels);
+HXL_HOSTSIM_EXPORT int frameStride(int nWidth, int nChannels);
 // Writes frame (CV_8UC3 RGB or CV_8UC1, any row step) into pBuffer in that
 // layout: frameStride(cols, channels) x rows bytes.
-HXL_HOST_EXPORT void writeFrameRows(const cv::Mat& frame, unsigned char* pBuffer);
+HXL_HOSTSIM_EXPORT void writeFrameRows(const cv::Mat& frame, unsigned char* pBuffer);
 // The frame as a QImage (RGB888 or Grayscale8); null for an empty frame.
-HXL_HOST_EXPORT QImage imageFromFrame(const cv::Mat& frame);
+HXL_HOSTSIM_EXPORT QImage imageFromFrame(const cv::Mat& frame);
 
 // Picture buffers of a camera. Pixels are stored as cv::Mat: CV_8UC3 in RGB
 // order for colour, CV_8UC1 for gray; always continuous (rows packed).
-class HXL_HOST_EXPORT SimImageAdapter : public ImageAdapter
+class HXL_HOSTSIM_EXPORT SimImageAdapter : public ImageAdapter
 {
 public:
     SimImageAdapter();
@@ -70,7 +71,7 @@ private:
 // machine's axes, see HostCamera::model): the picture centre is the machine
 // position plus the camera's offset, x to the right, picture y downward =
 // machine y decreasing.
-class HXL_HOST_EXPORT HostCalibration : public IZKCameraCalibration
+class HXL_HOSTSIM_EXPORT HostCalibration : public IZKCameraCalibration
 {
 public:
     explicit HostCalibration(HostCamera* pCamera) : m_pCamera(pCamera) {}
@@ -85,7 +86,7 @@ private:
 // The simulated camera's calibration is the common one.
 using SimCalibration = HostCalibration;
 
-class HXL_HOST_EXPORT HostCamera : public IZKVisionCamera
+class HXL_HOSTSIM_EXPORT HostCamera : public IZKVisionCamera
 {
 public:
     HostCamera();
@@ -156,7 +157,7 @@ private:
 // A real camera served by a worker thread. All device calls happen on that
 // thread: the GUI and the panel's live-video thread only read the newest
 // frame and post settings, so none of them waits for a device that has gone.
-class HXL_HOST_EXPORT StreamingCamera : public HostCamera
+class HXL_HOSTSIM_EXPORT StreamingCamera : public HostCamera
 {
 public:
     enum class State
@@ -276,6 +277,6 @@ private:
     int m_nLastWidth = 0, m_nLastHeight = 0;
 };
 
-HXL_HOST_EXPORT qint64 steadyMicroseconds();
+HXL_HOSTSIM_EXPORT qint64 steadyMicroseconds();
 
 } // namespace hostsim

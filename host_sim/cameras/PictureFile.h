@@ -3,7 +3,7 @@
 // Pictures the host reads from files: the open-picture command and the debug
 // source (ImageAdapter::ReadFile) and the picture camera.
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <QImage>
 #include <QString>
@@ -15,10 +15,10 @@ namespace hostsim {
 // false, with the reason in words, for a file that cannot be opened, is
 // empty, is no such picture, is cut short (a JPEG without its end marker, a
 // BMP shorter than its rows) or is larger than the limit.
-HXL_HOST_EXPORT bool checkPictureFile(const QString& strPath, QString* pWhy);
+HXL_HOSTSIM_EXPORT bool checkPictureFile(const QString& strPath, QString* pWhy);
 // Reads such a file; false, with the reason, for what checkPictureFile
 // refuses (before anything is allocated for the pixels) and for a picture
 // that does not decode.
-HXL_HOST_EXPORT bool readPictureFile(const QString& strPath, QImage& picture, QString* pWhy);
+HXL_HOSTSIM_EXPORT bool readPictureFile(const QString& strPath, QImage& picture, QString* pWhy);
 
 } // namespace hostsim

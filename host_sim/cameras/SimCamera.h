@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "HostSim.h"
 #include "cameras/HostCamera.h"
 #include "host/IZKVisionCameraManager.h"
@@ -18,7 +19,7 @@ class Workpiece;
 
 // A simulated camera. Thread-safe: the live-video thread grabs while the GUI
 // thread changes settings.
-class HXL_HOST_EXPORT SimCamera : public HostCamera
+class HXL_HOSTSIM_EXPORT SimCamera : public HostCamera
 {
 public:
     SimCamera(const CameraSetup& setup, SimMachine* pMachine, Workpiece* pWorkpiece);

@@ -2,6 +2,7 @@
 
 // A USB webcam (any V4L2 capture device) through OpenCV's V4L2 back-end.
 
+#include "HostSimExport.h"
 #include "cameras/HostCamera.h"
 
 #include <cstdint>
@@ -41,7 +42,7 @@ struct V4l2Parameters
     V4l2Control exposure, gain, brightness;
 };
 
-class HXL_HOST_EXPORT V4l2Camera : public StreamingCamera
+class HXL_HOSTSIM_EXPORT V4l2Camera : public StreamingCamera
 {
 public:
     enum class Control

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <QColor>
 #include <QMutex>
@@ -16,7 +16,7 @@ namespace hostsim {
 // The virtual workpiece under the camera: a 2D scene in machine millimetres
 // (y upward). The simulated camera renders the part of it that its field of
 // view covers around the machine position.
-class HXL_HOST_EXPORT Workpiece
+class HXL_HOSTSIM_EXPORT Workpiece
 {
 public:
     struct Cross { QPointF centre; double armMm; };

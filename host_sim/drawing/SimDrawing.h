@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "host/IZKDatabase.h"
 
 #include <QImage>
@@ -14,7 +15,7 @@ namespace hostsim {
 
 class SimDatabase;
 
-class HXL_HOST_EXPORT SimBound : public IZKBound
+class HXL_HOSTSIM_EXPORT SimBound : public IZKBound
 {
 public:
     SimBound() = default;
@@ -40,7 +41,7 @@ private:
     double m_dMinX = 0.0, m_dMinY = 0.0, m_dMaxX = 0.0, m_dMaxY = 0.0;
 };
 
-class HXL_HOST_EXPORT SimLayer : public IZKLayer
+class HXL_HOSTSIM_EXPORT SimLayer : public IZKLayer
 {
 public:
     explicit SimLayer(int nId) : m_nId(nId) {}
@@ -68,7 +69,7 @@ protected:
     SimBound m_bound;
 };
 
-class HXL_HOST_EXPORT SimPolyline : public SimEntityBase<IZKGePolyline>
+class HXL_HOSTSIM_EXPORT SimPolyline : public SimEntityBase<IZKGePolyline>
 {
 public:
     SimPolyline();
@@ -94,7 +95,7 @@ private:
     std::vector<ZKGePoint> m_vertices;
 };
 
-class HXL_HOST_EXPORT SimDbImage : public SimEntityBase<IZKDbImage>
+class HXL_HOSTSIM_EXPORT SimDbImage : public SimEntityBase<IZKDbImage>
 {
 public:
     explicit SimDbImage(const QImage& image);
@@ -116,7 +117,7 @@ private:
     double m_dMinX = 0.0, m_dMinY = 0.0, m_dMaxX = 0.0, m_dMaxY = 0.0;
 };
 
-class HXL_HOST_EXPORT SimLayerTable : public IZKLayerTable
+class HXL_HOSTSIM_EXPORT SimLayerTable : public IZKLayerTable
 {
 public:
     ~SimLayerTable() override;
@@ -129,7 +130,7 @@ private:
     std::map<int, std::unique_ptr<SimLayer>> m_layers;
 };
 
-class HXL_HOST_EXPORT SimShapeTable : public IZKShapeTable
+class HXL_HOSTSIM_EXPORT SimShapeTable : public IZKShapeTable
 {
 public:
     explicit SimShapeTable(SimDatabase* pOwner) : m_pOwner(pOwner) {}
@@ -149,7 +150,7 @@ private:
 };
 
 // The drawing database. GUI thread only, like the real host's.
-class HXL_HOST_EXPORT SimDatabase : public IZKDatabase
+class HXL_HOSTSIM_EXPORT SimDatabase : public IZKDatabase
 {
 public:
     SimDatabase();

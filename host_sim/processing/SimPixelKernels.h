@@ -9,7 +9,7 @@
 // Pictures are 8-bit, RGB (3 channels) or gray (1 channel); n is the number
 // of pixels in the row.
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <opencv2/core.hpp>
 
@@ -20,18 +20,18 @@ namespace hostsim::kernels {
 // k = min(factor, V / (V - min)) (the cap is S = 1: the smallest channel
 // reaches 0). k is used in 1/128 steps (rounded to nearest, ties to even), so
 // a channel may land one level from the exact value.
-HXL_HOST_EXPORT void scaleSaturationRow(uchar* rgb, int n, float factor);
+HXL_HOSTSIM_EXPORT void scaleSaturationRow(uchar* rgb, int n, float factor);
 
 // Adds (plus - minus[x]) to every channel of pixel x, saturating to 0..255.
 // plus is plusPlane[x], or plusValue when plusPlane is null.
-HXL_HOST_EXPORT void addDifferenceRow(uchar* row, int n, int channels, const uchar* plusPlane, uchar plusValue,
+HXL_HOSTSIM_EXPORT void addDifferenceRow(uchar* row, int n, int channels, const uchar* plusPlane, uchar plusValue,
                       const uchar* minus);
 
 // Unsharp masking of n values: v + amount * (v - blurred), saturating.
-HXL_HOST_EXPORT void unsharpRow(uchar* values, const uchar* blurred, int n, int amount);
+HXL_HOSTSIM_EXPORT void unsharpRow(uchar* values, const uchar* blurred, int n, int amount);
 
 // values[i] = table[values[i]] for n values.
-HXL_HOST_EXPORT void lookUpRow(uchar* values, size_t n, const uchar table[256]);
+HXL_HOSTSIM_EXPORT void lookUpRow(uchar* values, size_t n, const uchar table[256]);
 
 // Painting pixels by their gray level: first the range rule (levels in
 // [rangeLow, rangeHigh] get rangePaint), then the pole rule on the level
@@ -47,6 +47,6 @@ struct PaintRule
 };
 
 // gray[x] is the gray level of pixel x (the row itself for gray pictures).
-HXL_HOST_EXPORT void paintRow(uchar* row, int n, int channels, const uchar* gray, const PaintRule& rule);
+HXL_HOSTSIM_EXPORT void paintRow(uchar* row, int n, int channels, const uchar* gray, const PaintRule& rule);
 
 } // namespace hostsim::kernels

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <opencv2/core.hpp>
 
@@ -13,6 +13,6 @@ namespace hostsim {
 // The result may change from colour to gray (gray channel modes, show gray).
 // host_sim/processing/PREPROCESSING.md gives the meaning of each field and the order of
 // the stages.
-HXL_HOST_EXPORT void preprocessImage(cv::Mat& image, const IZKVisionCameraManager& record);
+HXL_HOSTSIM_EXPORT void preprocessImage(cv::Mat& image, const IZKVisionCameraManager& record);
 
 } // namespace hostsim

@@ -5,6 +5,7 @@
 // reading can be checked on its own (the fuzz harness compiles this file alone
 // against Qt).
 
+#include "HostSimExport.h"
 #include "HostSim.h"
 #include "host/IZKVisionCameraManager.h"
 
@@ -63,13 +64,13 @@ struct CameraConfig
 // not an object of objects, more than the limits above.
 // A file with only "cameras" leaves every record field empty. Nothing is
 // half-read: on false, config is left as it was.
-HXL_HOST_EXPORT bool cameraConfigFromJson(const QByteArray& json, CameraConfig& config, QString* pWhy);
+HXL_HOSTSIM_EXPORT bool cameraConfigFromJson(const QByteArray& json, CameraConfig& config, QString* pWhy);
 // The file's bytes for config (only the record fields it holds).
-HXL_HOST_EXPORT QByteArray cameraConfigToJson(const CameraConfig& config);
+HXL_HOSTSIM_EXPORT QByteArray cameraConfigToJson(const CameraConfig& config);
 
 // Reads one entry of the "cameras" list. False, with the reason, for a field
 // of the wrong type or out of range (a frame above kMaxPicturePixels, a pixel
 // size outside 0 to kMaxMmPerPixel); the host skips such a camera.
-HXL_HOST_EXPORT bool cameraRequestFromJson(const QJsonObject& entry, CameraRequest& request, QString* pWhy);
+HXL_HOSTSIM_EXPORT bool cameraRequestFromJson(const QJsonObject& entry, CameraRequest& request, QString* pWhy);
 
 } // namespace hostsim

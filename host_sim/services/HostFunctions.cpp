@@ -1,6 +1,8 @@
-// The host libraries' free functions, on the replacement host's state.
+// What the host libraries' free functions do, on the replacement host's
+// state. The libraries named after the host's reach these through their hook
+// tables (HostLibraryBinding.cpp).
 
-#include "host/HXL_HostFunctions.h"
+#include "services/HostFunctions.h"
 
 #include "HostJournal.h"
 #include "HostSim.h"
@@ -26,6 +28,8 @@ void hostsim::HostSim::setFallbackScreenSize(int nWidth, int nHeight)
     g_nFallbackScreenW = nWidth;
     g_nFallbackScreenH = nHeight;
 }
+
+namespace hostsim::hostfn {
 
 std::string GetCurrentWorkPath()
 {
@@ -196,3 +200,5 @@ void Dll_HXL_VisionFeature_SetSearchRangeSelectedPer(double dLeft, double dRight
     p[2] = dBottom;
     p[3] = dTop;
 }
+
+} // namespace hostsim::hostfn

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "host/ZKAppService.h"
 #include "host/ZKWindowManager.h"
 
@@ -14,7 +15,7 @@ class SimDatabase;
 
 // The host view of the drawing. Counts refreshes and tells whoever draws the
 // drawing (the demo's graphics view) to redraw; without a window it only counts.
-class HXL_HOST_EXPORT SimView : public IZKView
+class HXL_HOSTSIM_EXPORT SimView : public IZKView
 {
 public:
     void RefreshView(bool bUpdateAll) override;
@@ -32,7 +33,7 @@ private:
     std::function<void()> m_fnZoom;
 };
 
-class HXL_HOST_EXPORT SimDocument : public IZKDocument
+class HXL_HOSTSIM_EXPORT SimDocument : public IZKDocument
 {
 public:
     SimDocument(SimDatabase* pDatabase, SimView* pView) : m_pDatabase(pDatabase), m_pView(pView) {}
@@ -44,7 +45,7 @@ private:
     SimView* m_pView;
 };
 
-class HXL_HOST_EXPORT SimMainApp : public ZKGloabVisionAppBase
+class HXL_HOSTSIM_EXPORT SimMainApp : public ZKGloabVisionAppBase
 {
 public:
     SimMainApp(SimDocument* pDocument, SimView* pView) : m_pDocument(pDocument), m_pView(pView) {}
@@ -56,7 +57,7 @@ private:
     SimView* m_pView;
 };
 
-class HXL_HOST_EXPORT SimAppService : public ZKAppService
+class HXL_HOSTSIM_EXPORT SimAppService : public ZKAppService
 {
 public:
     explicit SimAppService(SimMainApp* pApp) : m_pApp(pApp) {}
@@ -67,7 +68,7 @@ private:
 };
 
 // The host's progress box: a frameless window with a caption and a bar.
-class HXL_HOST_EXPORT SimProgressUI : public ZKProgressUI
+class HXL_HOSTSIM_EXPORT SimProgressUI : public ZKProgressUI
 {
     Q_OBJECT
 public:
@@ -86,7 +87,7 @@ private:
 
 // The host main window: a QMainWindow with a progress box. The demo host
 // derives its window from it; without one the window manager makes a hidden one.
-class HXL_HOST_EXPORT SimMainWindow : public IMainWindow
+class HXL_HOSTSIM_EXPORT SimMainWindow : public IMainWindow
 {
     Q_OBJECT
 public:

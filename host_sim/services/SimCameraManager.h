@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "calibration/CameraModel.h"
 #include "host/IZKVisionCameraManager.h"
 
@@ -21,7 +22,7 @@ class HostCamera;
 class SimCamera;
 class SimBound;
 
-class HXL_HOST_EXPORT SimCameraManager : public IZKVisionCameraManager
+class HXL_HOSTSIM_EXPORT SimCameraManager : public IZKVisionCameraManager
 {
 public:
     SimCameraManager();

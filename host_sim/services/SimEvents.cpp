@@ -7,11 +7,6 @@
 
 #include <algorithm>
 
-IZKEventManger* IZKEventManger::singleton()
-{
-    return &hostsim::eventManager();
-}
-
 namespace hostsim {
 
 SimEventManager& eventManager()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "host/IZKEventManger.h"
 
 #include <QMutex>
@@ -9,7 +10,7 @@
 
 namespace hostsim {
 
-class HXL_HOST_EXPORT SimEventManager : public IZKEventManger
+class HXL_HOSTSIM_EXPORT SimEventManager : public IZKEventManger
 {
 public:
     void AddListener(int nChannel, IZKEventListener* pListener) override;
@@ -28,6 +29,6 @@ private:
     std::map<int, std::vector<IZKEventListener*>> m_listeners;
 };
 
-HXL_HOST_EXPORT SimEventManager& eventManager();
+HXL_HOSTSIM_EXPORT SimEventManager& eventManager();
 
 } // namespace hostsim

@@ -8,7 +8,8 @@
 
 #include <cstdio>
 
-IHXLLanguageManager* IHXLLanguageManager::Create()
+// IHXLLanguageManager::Create, for HXL_Language.
+IHXLLanguageManager* hostsim::createLanguageManager()
 {
     hostsim::HostSim::journal().append(QStringLiteral("IHXLLanguageManager::Create()"));
     return new hostsim::SimLanguageManager();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "host/IHXLLanguageManager.h"
 
 #include <QHash>
@@ -11,7 +12,7 @@ namespace hostsim {
 // "number<TAB>text" per line, '#' starts a comment) compiled into the host as
 // resources under :/hostsim/lang/. A text missing from a language falls back
 // to the English table.
-class HXL_HOST_EXPORT SimLanguageManager : public IHXLLanguageManager
+class HXL_HOSTSIM_EXPORT SimLanguageManager : public IHXLLanguageManager
 {
 public:
     SimLanguageManager();
@@ -33,5 +34,8 @@ private:
     QHash<int, QString> m_texts;
     bool m_bApplied = false;
 };
+
+// A new language manager for the host's current language (the caller keeps it).
+IHXLLanguageManager* createLanguageManager();
 
 } // namespace hostsim

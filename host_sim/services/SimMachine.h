@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "host/IZKRobotService.h"
 
 #include <QElapsedTimer>
@@ -11,7 +12,7 @@ namespace hostsim {
 // the position is computed from the time elapsed since the move started, so
 // the machine needs no event loop and can be read from any thread. A speed of
 // 0 makes moves instant (tests); the demo uses a realistic speed.
-class HXL_HOST_EXPORT SimMachine : public IZKMachine
+class HXL_HOSTSIM_EXPORT SimMachine : public IZKMachine
 {
 public:
     SimMachine();
@@ -49,7 +50,7 @@ private:
     bool m_bMoving = false;
 };
 
-class HXL_HOST_EXPORT SimRobotService : public IZKRobotService
+class HXL_HOSTSIM_EXPORT SimRobotService : public IZKRobotService
 {
 public:
     explicit SimRobotService(SimMachine* pMachine) : m_pMachine(pMachine) {}

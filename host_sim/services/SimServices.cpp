@@ -13,10 +13,11 @@
 #include <cmath>
 #include <cstring>
 
-ZKWindowManager& ZKWindowManager::singleton()
+// ZKWindowManager::singleton, for HXL_CommonCtrl.
+ZKWindowManager* hostsim::windowManager()
 {
     static hostsim::SimWindowManager s_manager;
-    return s_manager;
+    return &s_manager;
 }
 
 namespace hostsim {

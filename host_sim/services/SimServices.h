@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostSimExport.h"
 #include "host/IZKDatabase.h"
 #include "host/ZKCCDImageCombineManager.h"
 #include "host/ZKVisionLocatorManager.h"
@@ -9,19 +10,19 @@
 
 namespace hostsim {
 
-class HXL_HOST_EXPORT SimEntityFactory : public IZKEntityFactory
+class HXL_HOSTSIM_EXPORT SimEntityFactory : public IZKEntityFactory
 {
 public:
     IZKGePolyline* CreatePolyline() override;
 };
 
-class HXL_HOST_EXPORT SimPartFactory : public IZKPartFactory
+class HXL_HOSTSIM_EXPORT SimPartFactory : public IZKPartFactory
 {
 public:
     IZKBound* CreateBound() override;
 };
 
-class HXL_HOST_EXPORT SimDataPoolManager : public ZKVisionDataPoolManager
+class HXL_HOSTSIM_EXPORT SimDataPoolManager : public ZKVisionDataPoolManager
 {
 public:
     void ClearCache() override;
@@ -34,7 +35,7 @@ public:
     int oneOverlapEntries = 0;
 };
 
-class HXL_HOST_EXPORT SimLocatorManager : public ZKVisionLocatorManager
+class HXL_HOSTSIM_EXPORT SimLocatorManager : public ZKVisionLocatorManager
 {
 public:
     ZKVisionDataPoolManager* GetDataPoolMgr() override;
@@ -52,7 +53,7 @@ private:
 // end position in steps whose fields of view overlap by overlap(); at each
 // step camera cameraIndex grabs a frame, and the frames are laid into one
 // picture by their machine positions (later frames over earlier ones).
-class HXL_HOST_EXPORT SimCombineManager : public ZKCCDImageCombineManager
+class HXL_HOSTSIM_EXPORT SimCombineManager : public ZKCCDImageCombineManager
 {
 public:
     void GetCombineStartPos(ZKGePoint& ptStart) override;
@@ -75,11 +76,14 @@ private:
     int m_nLastFrames = 0;
 };
 
-class HXL_HOST_EXPORT SimWindowManager : public ZKWindowManager
+class HXL_HOSTSIM_EXPORT SimWindowManager : public ZKWindowManager
 {
 public:
     IMainWindow* getMainWindow() override;
     UiUserConfig* GetUiCfg() override;
 };
+
+// The window manager of the replacement host (one per process).
+ZKWindowManager* windowManager();
 
 } // namespace hostsim
