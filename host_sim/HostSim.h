@@ -87,6 +87,10 @@ HXL_HOST_EXPORT QStringList cameraTypeNames();
 HXL_HOST_EXPORT bool cameraTypeFromName(const QString& strName, CameraType& type);
 // Whether this build has the back-end of a camera type.
 HXL_HOST_EXPORT bool cameraTypeAvailable(CameraType type);
+// What camera discovery finds now, one line each: the --camera value that
+// opens it ("genicam:ID", "v4l2:/dev/videoN"), or a line starting with "#"
+// that says what was not found or cannot be asked in this build.
+HXL_HOST_EXPORT QStringList discoverCameras();
 
 // One camera the host is asked to open (from the configuration's "cameras"
 // list or the demo's command line).
