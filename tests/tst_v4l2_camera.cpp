@@ -160,6 +160,79 @@ private slots:
         QVERIFY2(near(out.at<cv::Vec3b>(24, 10), 255, 255, 255, 12), qPrintable(pixelText(out.at<cv::Vec3b>(24, 10))));
     }
 
+    // Gray formats at odd widths, packed or with the rows a driver padded.
+    void grayBuffersConvert_data()
+    {
+        QTest::addColumn<QString>("fourcc");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("padding"); // bytes after each row
+        for (const char* pszFourcc : {"GREY", "Y16 "})
+            for (int nWidth : {1, 3, 5, 64, 641})
+                for (int nPadding : {0, 4, 32}) {
+                    const QString tag = QStringLiteral("%1 width %2 padding %3").arg(QLatin1String(pszFourcc).trimmed()).arg(nWidth).arg(nPadding);
+                    QTest::newRow(qPrintable(tag)) << QString::fromLatin1(pszFourcc) << nWidth << nPadding;
+                }
+    }
+    void grayBuffersConvert()
+    {
+        QFETCH(QString, fourcc);
+        QFETCH(int, width);
+        QFETCH(int, padding);
+        const int nHeight = 7;
+        const int nBytes = fourcc == QLatin1String("GREY") ? 1 : 2;
+        const size_t nStride = size_t(width * nBytes + padding);
+        std::vector<unsigned char> data(nStride * nHeight, 0xee);
+        // Sample (x, y): 16-bit value 0xVVLL with VV = (x * 7 + y * 31) & 255, LL = x & 255.
+        auto top = [](int x, int y) { return (x * 7 + y * 31) & 255; };
+        for (int y = 0; y < nHeight; ++y)
+            for (int x = 0; x < width; ++x) {
+                unsigned char* p = &data[size_t(y) * nStride + size_t(x * nBytes)];
+                if (nBytes == 1) {
+                    p[0] = uchar(top(x, y));
+                } else {
+                    p[0] = uchar(x & 255); // little-endian: low byte first
+                    p[1] = uchar(top(x, y));
+                }
+            }
+        cv::Mat out;
+        QString strWhy;
+        QVERIFY2(V4l2Camera::convertFrame(fourcc, width, nHeight, data.data(), data.size(), out, &strWhy),
+                 qPrintable(strWhy));
+        QCOMPARE(out.type(), CV_8UC1);
+        QCOMPARE(out.cols, width);
+        QCOMPARE(out.rows, nHeight);
+        for (int y = 0; y < nHeight; ++y)
+            for (int x = 0; x < width; ++x)
+                QCOMPARE(int(out.at<uchar>(y, x)), top(x, y));
+    }
+
+    void frameSizeNoteSaysWhatTheDeviceGives()
+    {
+        QCOMPARE(V4l2Camera::frameSizeNote(QStringLiteral("/dev/video0"), 0, 0, 640, 480), QString());
+        QCOMPARE(V4l2Camera::frameSizeNote(QStringLiteral("/dev/video0"), 640, 480, 640, 480), QString());
+        QCOMPARE(V4l2Camera::frameSizeNote(QStringLiteral("/dev/video0"), 1920, 1080, 1280, 720),
+                 QStringLiteral("/dev/video0 has no 1920 x 1080 frames; it gives 1280 x 720"));
+    }
+
+    // A stalled webcam holds the worker for at most a second per frame wait
+    // (OpenCV's own default is ten), unless the operator chose otherwise.
+    void frameWaitsAreBoundedToASecond()
+    {
+        qunsetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT");
+        hostsim::V4l2Setup setup;
+        setup.device = m_dir.filePath(QStringLiteral("video-none"));
+        {
+            V4l2Camera camera(setup);
+            QCOMPARE(qgetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"), QByteArray("1"));
+        }
+        qputenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "3");
+        {
+            V4l2Camera camera(setup);
+            QCOMPARE(qgetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"), QByteArray("3"));
+        }
+        qputenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "1");
+    }
+
     void damagedOrUnknownBuffersAreRefused_data()
     {
         QTest::addColumn<QString>("fourcc");
@@ -170,6 +243,8 @@ private slots:
         QTest::newRow("short YUYV") << QStringLiteral("YUYV") << 64 << 100 << QStringLiteral("too short");
         QTest::newRow("odd YUYV width") << QStringLiteral("YUYV") << 63 << 63 * 48 * 2 << QStringLiteral("even");
         QTest::newRow("H264") << QStringLiteral("H264") << 64 << 500 << QStringLiteral("not supported");
+        QTest::newRow("short GREY") << QStringLiteral("GREY") << 64 << 64 * 48 - 1 << QStringLiteral("too short");
+        QTest::newRow("short Y16") << QStringLiteral("Y16 ") << 64 << 64 * 48 * 2 - 1 << QStringLiteral("too short");
     }
 
     void damagedOrUnknownBuffersAreRefused()

@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QtEndian>
 #include <QFormLayout>
 #include <QLabel>
 #include <QSlider>
@@ -102,6 +103,12 @@ V4l2Camera::V4l2Camera(const V4l2Setup& setup)
       }()),
       m_setup(setup)
 {
+    // OpenCV waits up to 10 s (its default) for each frame of a stalled
+    // webcam, and the worker can neither apply a setting nor stop meanwhile:
+    // one second at most. OpenCV reads this once, before its first wait for a
+    // frame in the process; an operator's own setting is kept.
+    if (qEnvironmentVariableIsEmpty("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"))
+        qputenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "1");
     startWorker();
 }
 
@@ -147,7 +154,48 @@ bool V4l2Camera::convertFrame(const QString& strFourcc, int nWidth, int nHeight,
         cv::cvtColor(yuyv, out, cv::COLOR_YUV2RGB_YUYV);
         return true;
     }
-    return fail(QStringLiteral("pixel format %1 is not supported: MJPG or YUYV").arg(strFourcc));
+    if (strFourcc == QLatin1String("GREY") || strFourcc == QLatin1String("Y16 ")) {
+        // One gray sample a pixel, 8 or 16 bits (little-endian); a driver may
+        // pad its rows, which shows as a buffer of whole longer rows.
+        const int nBytes = strFourcc == QLatin1String("GREY") ? 1 : 2;
+        if (nWidth <= 0 || nHeight <= 0)
+            return fail(QStringLiteral("%1 frame of %2 x %3").arg(strFourcc.trimmed()).arg(nWidth).arg(nHeight));
+        const size_t nRow = size_t(nWidth) * size_t(nBytes);
+        if (nSize < nRow * size_t(nHeight))
+            return fail(QStringLiteral("%1 frame too short: %2 bytes for %3 x %4")
+                            .arg(strFourcc.trimmed())
+                            .arg(nSize)
+                            .arg(nWidth)
+                            .arg(nHeight));
+        const size_t nStride = nSize % size_t(nHeight) == 0 ? nSize / size_t(nHeight) : nRow;
+        const cv::Mat raw(nHeight, nWidth, nBytes == 1 ? CV_8UC1 : CV_16UC1, const_cast<void*>(pData), nStride);
+        if (nBytes == 1) {
+            out = raw.clone();
+            return true;
+        }
+        // Shown by its top 8 bits, as the GenICam cameras show their deep pictures.
+        out.create(nHeight, nWidth, CV_8UC1);
+        for (int y = 0; y < nHeight; ++y) {
+            const auto* pIn = raw.ptr<quint16>(y);
+            auto* pOut = out.ptr<uchar>(y);
+            for (int x = 0; x < nWidth; ++x)
+                pOut[x] = uchar(qFromLittleEndian(pIn[x]) >> 8);
+        }
+        return true;
+    }
+    return fail(QStringLiteral("pixel format %1 is not supported: MJPG, YUYV, GREY or Y16").arg(strFourcc.trimmed()));
+}
+
+QString V4l2Camera::frameSizeNote(const QString& strDevice, int nWantedW, int nWantedH, int nGotW, int nGotH)
+{
+    if (nWantedW <= 0 || nWantedH <= 0 || (nWantedW == nGotW && nWantedH == nGotH))
+        return QString();
+    return QStringLiteral("%1 has no %2 x %3 frames; it gives %4 x %5")
+        .arg(strDevice)
+        .arg(nWantedW)
+        .arg(nWantedH)
+        .arg(nGotW)
+        .arg(nGotH);
 }
 
 bool V4l2Camera::probe(const QString& strDevice, QString* pError)
@@ -179,7 +227,8 @@ bool V4l2Camera::openDevice(QString& strError)
     }
     // MJPG first: at the same USB bandwidth it gives larger frames at full rate.
     m_strFourcc.clear();
-    for (const char* pszFourcc : {"MJPG", "YUYV"}) {
+    // Then the raw formats, gray ones last (machine-vision USB cameras offer only those).
+    for (const char* pszFourcc : {"MJPG", "YUYV", "GREY", "Y16 "}) {
         m_pCapture->set(cv::CAP_PROP_FOURCC, cv::VideoWriter::fourcc(pszFourcc[0], pszFourcc[1], pszFourcc[2], pszFourcc[3]));
         if (m_setup.width > 0 && m_setup.height > 0) {
             m_pCapture->set(cv::CAP_PROP_FRAME_WIDTH, m_setup.width);
@@ -192,7 +241,7 @@ bool V4l2Camera::openDevice(QString& strError)
         }
     }
     if (m_strFourcc.isEmpty()) {
-        strError = QStringLiteral("%1 offers neither MJPG nor YUYV (it offers %2)")
+        strError = QStringLiteral("%1 offers none of MJPG, YUYV, GREY and Y16 (it offers %2)")
                        .arg(m_setup.device, fourccText(int(m_pCapture->get(cv::CAP_PROP_FOURCC))));
         return false;
     }
@@ -217,6 +266,13 @@ bool V4l2Camera::openDevice(QString& strError)
     parameters.width = int(m_pCapture->get(cv::CAP_PROP_FRAME_WIDTH));
     parameters.height = int(m_pCapture->get(cv::CAP_PROP_FRAME_HEIGHT));
     parameters.card = handle.card();
+    // A size the device does not have is said once per opening, not silently replaced.
+    const QString strSizeNote =
+        frameSizeNote(m_setup.device, m_setup.width, m_setup.height, parameters.width, parameters.height);
+    if (!strSizeNote.isEmpty() && strSizeNote != m_strSizeNoteSaid) {
+        m_strSizeNoteSaid = strSizeNote;
+        HostSim::tellOperator(strSizeNote);
+    }
     readControls(parameters);
     std::lock_guard<std::mutex> lock(m_settingsMutex);
     m_parameters = parameters;

@@ -35,7 +35,7 @@ struct V4l2Control
 struct V4l2Parameters
 {
     bool valid = false;
-    QString fourcc;           // "MJPG" or "YUYV"
+    QString fourcc;           // "MJPG", "YUYV", "GREY" or "Y16 "
     int width = 0, height = 0;
     QString card;             // the device's own name
     V4l2Control exposure, gain, brightness;
@@ -63,10 +63,14 @@ public:
     void setControl(Control control, int nValue);
 
     // One raw buffer of the device into the host's format (CV_8UC3 RGB):
-    // MJPG is a JPEG picture, YUYV two bytes a pixel (Y0 U Y1 V). False with
+    // MJPG is a JPEG picture, YUYV two bytes a pixel (Y0 U Y1 V); GREY and
+    // Y16 (little-endian, shown by its top 8 bits) give CV_8UC1. False with
     // the reason for other formats or damaged data.
     static bool convertFrame(const QString& strFourcc, int nWidth, int nHeight, const void* pData, size_t nSize,
                              cv::Mat& out, QString* pError);
+    // The line that tells the operator the device lacks the requested frame
+    // size (nWanted 0: none requested); empty when there is nothing to say.
+    static QString frameSizeNote(const QString& strDevice, int nWantedW, int nWantedH, int nGotW, int nGotH);
     // Opens and closes the device once (Auto camera choice).
     static bool probe(const QString& strDevice, QString* pError);
 
@@ -82,6 +86,7 @@ private:
     const V4l2Setup m_setup;
     std::unique_ptr<cv::VideoCapture> m_pCapture; // worker thread only
     QString m_strFourcc;                          // worker thread only
+    QString m_strSizeNoteSaid;                    // worker thread only
     int m_nFailedReads = 0;
 
     mutable std::mutex m_settingsMutex;
