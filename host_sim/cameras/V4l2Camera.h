@@ -4,6 +4,9 @@
 
 #include "cameras/HostCamera.h"
 
+#include <QStringList>
+#include <QVector>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -32,13 +35,22 @@ struct V4l2Control
     int minimum = 0, maximum = 0, step = 1, value = 0;
 };
 
+// One frame size the device offers in the format in use, with its rates.
+struct V4l2Mode
+{
+    int width = 0, height = 0;
+    QVector<double> framesPerSecond; // discrete rates, highest first (empty: not told)
+};
+
 struct V4l2Parameters
 {
     bool valid = false;
     QString fourcc;           // "MJPG", "YUYV", "GREY" or "Y16 "
     int width = 0, height = 0;
+    double framesPerSecond = 0.0; // the rate in use (0: not told)
     QString card;             // the device's own name
-    V4l2Control exposure, gain, brightness;
+    V4l2Control exposure, gain, brightness, focus, autoFocus, autoWhiteBalance, whiteBalanceTemperature;
+    QVector<V4l2Mode> modes;
 };
 
 class HXL_HOST_EXPORT V4l2Camera : public StreamingCamera
@@ -48,8 +60,33 @@ public:
     {
         Exposure,
         Gain,
-        Brightness
+        Brightness,
+        Focus,
+        AutoFocus,        // 0 or 1
+        AutoWhiteBalance, // 0 or 1
+        WhiteBalanceTemperature
     };
+    static constexpr int kControlCount = 7;
+
+    // What setting a control writes to the device, in order (V4L2 control
+    // ids): a manual value first turns the matching automatic mode off, as
+    // arv-viewer does for the GenICam cameras.
+    struct ControlWrite
+    {
+        quint32 id = 0;
+        int value = 0;
+        bool operator==(const ControlWrite& o) const { return id == o.id && value == o.value; }
+    };
+    static QVector<ControlWrite> controlWrites(Control control, int nValue);
+    // The settings kept for reopenings after the operator set control to
+    // nValue: a manual value keeps its automatic mode off; an automatic mode
+    // turned on drops the manual value it replaces.
+    using KeptControls = std::optional<int>[kControlCount];
+    static void keepControl(KeptControls& kept, Control control, int nValue);
+    // The order kept controls are written in: automatic modes first.
+    static const Control* applyOrder();
+    // "1280 x 720: 30, 15 fps" a line, for the parameter dialog.
+    static QStringList describeModes(const QVector<V4l2Mode>& modes);
 
     explicit V4l2Camera(const V4l2Setup& setup);
     ~V4l2Camera() override;
@@ -90,7 +127,7 @@ private:
     int m_nFailedReads = 0;
 
     mutable std::mutex m_settingsMutex;
-    std::optional<int> m_controls[3];
+    KeptControls m_controls;
     bool m_bDirty = false;
     V4l2Parameters m_parameters;
 };
