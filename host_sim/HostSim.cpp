@@ -393,6 +393,7 @@ std::unique_ptr<HostCamera> makeCamera(const CameraRequest& request, HostState& 
         setup.name = request.name;
         setup.width = request.width;
         setup.height = request.height;
+        setup.framesPerSecond = request.framesPerSecond;
         setup.mmPerPixel = request.mmPerPixel;
         setup.calibrated = request.calibrated;
         return std::make_unique<V4l2Camera>(setup);

@@ -102,6 +102,7 @@ struct CameraRequest
     QString pixelFormat;      // GenICam: e.g. "Mono8"; empty keeps the camera's
     int width = 0;            // GenICam and V4L2: frame size; 0 keeps the camera's
     int height = 0;
+    double framesPerSecond = 0.0; // V4L2: the rate asked of the device; 0 keeps the device's
     double mmPerPixel = 0.02; // pixel size (calibration of a real camera)
     bool calibrated = true;
     CameraSetup sim;          // Sim

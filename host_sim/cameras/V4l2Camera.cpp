@@ -306,6 +306,10 @@ bool V4l2Camera::openDevice(QString& strError)
                        .arg(m_setup.device, fourccText(int(m_pCapture->get(cv::CAP_PROP_FOURCC))));
         return false;
     }
+    // The rate through OpenCV; the device picks the nearest it has, which
+    // the parameter dialog shows beside the rates it offers.
+    if (m_setup.framesPerSecond > 0.0)
+        m_pCapture->set(cv::CAP_PROP_FPS, m_setup.framesPerSecond);
     // Raw buffers: the host converts them itself (the same code the tests check).
     m_pCapture->set(cv::CAP_PROP_CONVERT_RGB, 0);
     m_nFailedReads = 0;

@@ -23,6 +23,7 @@ struct V4l2Setup
     QString name;             // default "V4L2 DEVICE"
     int width = 0;            // requested frame size; 0 = the device's
     int height = 0;
+    double framesPerSecond = 0.0; // requested rate; 0 = the device's
     double mmPerPixel = 0.02;
     bool calibrated = true;
     int retryMs = 1000;
