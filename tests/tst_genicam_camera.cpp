@@ -31,6 +31,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <functional>
 #include <cstdio>
 #include <vector>
 
@@ -638,6 +639,175 @@ private slots:
         HostSim::removeAllCameras();
         QVERIFY2(clock.elapsed() < 5000, qPrintable(QStringLiteral("closing took %1 ms").arg(clock.elapsed())));
         QCOMPARE(pCamera->GrabImage(nullptr), 1);
+    }
+
+    // Another program left the camera waiting for triggers: opening it
+    // switches trigger mode off and it streams.
+    void triggerModeLeftOnStillStreams()
+    {
+        HostSim::removeAllCameras();
+        const QString strSet = arvTool({QStringLiteral("-a"), kAddress, QStringLiteral("control"),
+                                        QStringLiteral("TriggerSelector=FrameStart"), QStringLiteral("TriggerMode=On"),
+                                        QStringLiteral("TriggerSource=Line0")});
+        if (strSet.isEmpty())
+            QSKIP("arv-tool-0.8 not found: install aravis-tools-cli (scripts/setup.sh does)");
+        QVERIFY2(arvTool({QStringLiteral("-a"), kAddress, QStringLiteral("control"), QStringLiteral("TriggerMode")})
+                     .contains(QStringLiteral("TriggerMode = On")),
+                 qPrintable(strSet));
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"), 640, 480);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QVERIFY(pCamera->waitForFrame(pCamera->framesReceived() + 5, 5000));
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->parameters().valid, 5000);
+        QCOMPARE(pCamera->parameters().triggerMode, QStringLiteral("Off"));
+    }
+
+    // The region is centred on the sensor (the optical axis at the picture's
+    // centre), whatever region another program left; a size the sensor
+    // cannot give is reported and the nearest one used.
+    void regionIsCentredOnTheSensor()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"), 640, 480);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->parameters().valid, 5000);
+        hostsim::GenicamParameters p = pCamera->parameters();
+        QCOMPARE(p.sensorWidth, 2048);
+        QCOMPARE(p.sensorHeight, 2048);
+        QCOMPARE(QRect(p.offsetX, p.offsetY, p.width, p.height), QRect(704, 784, 640, 480));
+
+        HostSim::removeAllCameras();
+        const QString strSet = arvTool({QStringLiteral("-a"), kAddress, QStringLiteral("control"), QStringLiteral("OffsetX=0"),
+                                        QStringLiteral("OffsetY=0"), QStringLiteral("Width=512"), QStringLiteral("Height=256")});
+        if (!strSet.isEmpty()) {
+            pCamera = addFakeCamera(QStringLiteral("Mono8"), 0, 0); // the camera's own size
+            QVERIFY(pCamera);
+            QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+            QTRY_VERIFY_WITH_TIMEOUT(pCamera->parameters().valid, 5000);
+            p = pCamera->parameters();
+            QCOMPARE(QRect(p.offsetX, p.offsetY, p.width, p.height), QRect(768, 896, 512, 256));
+        }
+
+        const int nLines = HostSim::operatorLines().size();
+        pCamera = addFakeCamera(QStringLiteral("Mono8"), 4000, 3000);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QCOMPARE(pCamera->frameWidth(), 2048);
+        QCOMPARE(pCamera->frameHeight(), 2048);
+        const QStringList lines = HostSim::operatorLines(nLines);
+        QVERIFY2(lines.size() == 1 && lines.first().contains(QStringLiteral("4000 x 3000"))
+                     && lines.first().contains(QStringLiteral("2048 x 2048")),
+                 qPrintable(lines.join(QLatin1Char('|'))));
+    }
+
+    // The fake camera has auto gain (no auto exposure, no auto white balance):
+    // the dialog offers what the camera has, and a manual gain turns auto gain off.
+    void autoGainInTheDialogAndManualTurnsItOff()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"), 640, 480);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->parameters().valid, 5000);
+        hostsim::GenicamParameters p = pCamera->parameters();
+        QVERIFY(p.hasGain);
+        QVERIFY2(p.gainAutoModes.contains(QStringLiteral("Continuous")), qPrintable(p.gainAutoModes.join(',')));
+        QVERIFY(p.exposureAuto.isEmpty());
+        QVERIFY(p.whiteBalanceAuto.isEmpty());
+        pCamera->setGainAuto(QStringLiteral("Continuous"));
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->refreshParameters(2000)
+                                     && pCamera->parameters().gainAuto == QLatin1String("Continuous"),
+                                 5000);
+        p = pCamera->parameters();
+        const double dWanted = p.gain == 2.0 ? 3.0 : 2.0;
+        {
+            HXLCameraParameterSettingDialog dialog(nullptr);
+            auto* pAuto = dialog.findChild<QComboBox*>(QStringLiteral("GenicamGainAuto"));
+            QVERIFY(pAuto);
+            QCOMPARE(pAuto->currentText(), QStringLiteral("Continuous"));
+            QVERIFY(!dialog.findChild<QComboBox*>(QStringLiteral("GenicamExposureAuto")));
+            QVERIFY(!dialog.findChild<QComboBox*>(QStringLiteral("GenicamWhiteBalanceAuto")));
+            auto* pGain = dialog.findChild<QDoubleSpinBox*>(QStringLiteral("GenicamGain"));
+            QVERIFY(pGain);
+            pGain->setValue(dWanted);
+            QCOMPARE(pAuto->currentText(), QStringLiteral("Off"));
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->refreshParameters(2000) && pCamera->parameters().gainAuto == QLatin1String("Off")
+                                     && qAbs(pCamera->parameters().gain - dWanted) < 1e-6,
+                                 5000);
+        pCamera->setGain(0.0);
+    }
+
+    // A format switched while streaming is followed by the panel; grabs never
+    // wait meanwhile. (Another program cannot switch it: the fake camera
+    // refuses writes from a second client while the host has control.)
+    void formatSwitchedMidStreamIsFollowed()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"), 640, 480);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        PanelPtr pPanel(makePanel());
+        pPanel->show();
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->grabCount() >= 2, 10000);
+
+        // Grabs as the live view makes them, timed, until the camera shows colour / the other format.
+        auto grabUntil = [&](const std::function<bool()>& done, qint64& nWorstMs) {
+            QElapsedTimer clock;
+            clock.start();
+            while (clock.elapsed() < 10000) {
+                pCamera->IsColorful();
+                std::vector<unsigned char> buffer(size_t(std::max(1, pCamera->GetImageWidth(true))) * 3
+                                                  * size_t(std::max(1, pCamera->GetImageHeight(true))) + 4096);
+                QElapsedTimer one;
+                one.start();
+                pCamera->GrabImage(buffer.data());
+                nWorstMs = std::max(nWorstMs, one.elapsed());
+                if (done())
+                    return true;
+                QTest::qWait(20);
+            }
+            return false;
+        };
+        qint64 nWorstMs = 0;
+        int nGrabs = pCamera->grabCount();
+        pCamera->setPixelFormat(QStringLiteral("Mono16"));
+        QVERIFY(grabUntil(
+            [&] { return pCamera->parameters().pixelFormat == QLatin1String("Mono16") && pCamera->grabCount() > nGrabs + 3; },
+            nWorstMs));
+
+        // And to a format with larger frames than the buffers held: the stream starts again.
+        nGrabs = pCamera->grabCount();
+        pCamera->setPixelFormat(QStringLiteral("RGB8"));
+        QVERIFY2(grabUntil([&] { return pCamera->IsColorful() && pCamera->grabCount() > nGrabs + 3; }, nWorstMs),
+                 qPrintable(pCamera->lastError()));
+        cv::Mat frame;
+        QCOMPARE(pCamera->grabFrame(frame), 0);
+        QCOMPARE(frame.channels(), 3);
+        QCOMPARE(frame.cols, 640);
+        QVERIFY2(nWorstMs <= 60, qPrintable(QStringLiteral("a grab took %1 ms").arg(nWorstMs)));
+    }
+
+    // The camera runs at 25 frames a second, the panel shows about ten: only
+    // the frames taken are converted, and none while nobody takes any.
+    void onlyTakenFramesAreConverted()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono16"));
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QVERIFY(pCamera->waitForFrame(pCamera->framesReceived() + 10, 5000));
+        QCOMPARE(pCamera->framesConverted(), quint64(0));
+        PanelPtr pPanel(makePanel());
+        pPanel->show();
+        const quint64 nReceivedBefore = pCamera->framesReceived();
+        QTest::qWait(2000);
+        pPanel.reset();
+        const quint64 nReceived = pCamera->framesReceived() - nReceivedBefore;
+        const quint64 nConverted = pCamera->framesConverted();
+        std::printf("fake GigE camera Mono16: %llu frames received in 2 s, %llu converted for the panel\n",
+                    static_cast<unsigned long long>(nReceived), static_cast<unsigned long long>(nConverted));
+        QVERIFY(nConverted >= 5);
+        QCOMPARE(nConverted, quint64(pCamera->grabCount()));
+        QVERIFY2(nConverted * 3 < nReceived * 2,
+                 qPrintable(QStringLiteral("%1 of %2 frames converted").arg(nConverted).arg(nReceived)));
     }
 
     void configurationListsTheCameras()
