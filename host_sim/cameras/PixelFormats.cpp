@@ -361,8 +361,7 @@ bool convertPixels(uint32_t nPixelFormat, int nWidth, int nHeight, const void* p
     }
     case Kind::BayerWide: {
         // Scaled to 8 bits first: the colour is made from what is shown.
-        thread_local cv::Mat mosaic;
-        prepare(mosaic, nHeight, nWidth, CV_8UC1);
+        cv::Mat mosaic(nHeight, nWidth, CV_8UC1);
         wideToBytes(pBytes, nRowStride, nWidth, nHeight, f->depth, mosaic);
         fromBayer(mosaic, *f, out);
         break;
