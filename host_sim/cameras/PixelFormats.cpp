@@ -2,6 +2,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <QtGlobal>
+
 #include <algorithm>
 #include <cstring>
 
@@ -138,6 +140,17 @@ inline uint8_t top8(unsigned nValue, int nShift)
 void wideToBytes(const uint8_t* pData, size_t nStride, int nWidth, int nHeight, int nDepth, cv::Mat& out)
 {
     const int nShift = nDepth - 8;
+#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
+    if (nStride % 2 == 0 && reinterpret_cast<uintptr_t>(pData) % 2 == 0) {
+        // OpenCV's vectorised scaling, made to truncate: v / 2^s - 1/2 + 1/2^(s+1)
+        // lies strictly between k - 1/2 and k + 1/2 for every v in
+        // [k 2^s, (k + 1) 2^s), so rounding gives k = v >> s; above 255 it saturates.
+        const cv::Mat wide(nHeight, nWidth, CV_16UC1, const_cast<uint8_t*>(pData), nStride);
+        const double dScale = 1.0 / double(1 << nShift);
+        wide.convertTo(out, CV_8U, dScale, -0.5 + dScale / 2.0);
+        return;
+    }
+#endif
     for (int y = 0; y < nHeight; ++y) {
         const uint8_t* pIn = pData + size_t(y) * nStride;
         uint8_t* pOut = out.ptr<uint8_t>(y);
