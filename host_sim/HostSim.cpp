@@ -23,6 +23,7 @@
 #include <QJsonObject>
 #include <QMutexLocker>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdio>
@@ -251,6 +252,41 @@ bool cameraTypeAvailable(CameraType type)
     }
 }
 
+QStringList discoverCameras()
+{
+    QStringList lines;
+#ifdef HXL_HAVE_GENICAM
+    const QStringList ids = AravisCamera::discover();
+    for (const QString& strId : ids)
+        lines << QStringLiteral("genicam:%1").arg(strId);
+    if (ids.isEmpty())
+        lines << QStringLiteral("# GenICam: no camera answered");
+#else
+    lines << QStringLiteral("# GenICam: not built into this host");
+#endif
+#ifdef HXL_HAVE_V4L2
+    // Every video node; a node that does not open as a capture device (a
+    // webcam's metadata node, say) is listed with the reason.
+    QStringList nodes = QDir(QStringLiteral("/dev")).entryList({QStringLiteral("video*")}, QDir::System);
+    std::sort(nodes.begin(), nodes.end(), [](const QString& a, const QString& b) {
+        return a.mid(5).toInt() < b.mid(5).toInt();
+    });
+    for (const QString& strNode : nodes) {
+        const QString strDevice = QStringLiteral("/dev/") + strNode;
+        QString strWhy;
+        if (V4l2Camera::probe(strDevice, &strWhy))
+            lines << QStringLiteral("v4l2:%1").arg(strDevice);
+        else
+            lines << QStringLiteral("# v4l2:%1 (%2)").arg(strDevice, strWhy);
+    }
+    if (nodes.isEmpty())
+        lines << QStringLiteral("# V4L2: no /dev/video device");
+#else
+    lines << QStringLiteral("# V4L2: not built into this host");
+#endif
+    return lines;
+}
+
 bool HostSim::cameraRequestFromJson(const QJsonObject& entry, CameraRequest& request, QString* pError)
 {
     if (!hostsim::cameraRequestFromJson(entry, request, pError))
@@ -357,6 +393,7 @@ std::unique_ptr<HostCamera> makeCamera(const CameraRequest& request, HostState& 
         setup.name = request.name;
         setup.width = request.width;
         setup.height = request.height;
+        setup.framesPerSecond = request.framesPerSecond;
         setup.mmPerPixel = request.mmPerPixel;
         setup.calibrated = request.calibrated;
         return std::make_unique<V4l2Camera>(setup);

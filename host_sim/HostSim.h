@@ -87,6 +87,10 @@ HXL_HOST_EXPORT QStringList cameraTypeNames();
 HXL_HOST_EXPORT bool cameraTypeFromName(const QString& strName, CameraType& type);
 // Whether this build has the back-end of a camera type.
 HXL_HOST_EXPORT bool cameraTypeAvailable(CameraType type);
+// What camera discovery finds now, one line each: the --camera value that
+// opens it ("genicam:ID", "v4l2:/dev/videoN"), or a line starting with "#"
+// that says what was not found or cannot be asked in this build.
+HXL_HOST_EXPORT QStringList discoverCameras();
 
 // One camera the host is asked to open (from the configuration's "cameras"
 // list or the demo's command line).
@@ -98,6 +102,7 @@ struct CameraRequest
     QString pixelFormat;      // GenICam: e.g. "Mono8"; empty keeps the camera's
     int width = 0;            // GenICam and V4L2: frame size; 0 keeps the camera's
     int height = 0;
+    double framesPerSecond = 0.0; // V4L2: the rate asked of the device; 0 keeps the device's
     double mmPerPixel = 0.02; // pixel size (calibration of a real camera)
     bool calibrated = true;
     CameraSetup sim;          // Sim

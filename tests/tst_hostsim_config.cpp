@@ -13,6 +13,7 @@
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QJsonDocument>
 #include <QtTest>
 
 using hostsim::HostSim;
@@ -265,6 +266,16 @@ private slots:
         QCOMPARE(first.pixelFormat, QStringLiteral("Mono8"));
         QCOMPARE(QSize(first.width, first.height), QSize(1280, 1024));
         QCOMPARE(first.mmPerPixel, 0.02);
+        QCOMPARE(first.framesPerSecond, 0.0); // the device's own rate unless asked
+
+        // A webcam asked for a rate.
+        hostsim::CameraRequest webcam;
+        QVERIFY2(hostsim::cameraRequestFromJson(
+                     QJsonDocument::fromJson("{\"type\": \"V4L2\", \"address\": \"/dev/video0\", \"framesPerSecond\": 15}")
+                         .object(),
+                     webcam, &why),
+                 qPrintable(why));
+        QCOMPARE(webcam.framesPerSecond, 15.0);
     }
 
     // A camera entry the host cannot open is skipped with one line; the rest
@@ -280,6 +291,8 @@ private slots:
         QTest::newRow("fractional height") << QByteArray("{\"width\": 640, \"height\": 480.5}") << "height";
         QTest::newRow("huge pixel size") << QByteArray("{\"mmPerPixel\": 1e308}") << "mmPerPixel";
         QTest::newRow("zero pixel size") << QByteArray("{\"mmPerPixel\": 0}") << "mmPerPixel";
+        QTest::newRow("negative rate") << QByteArray("{\"framesPerSecond\": -5}") << "framesPerSecond";
+        QTest::newRow("rate as text") << QByteArray("{\"framesPerSecond\": \"30\"}") << "framesPerSecond";
         QTest::newRow("type as number") << QByteArray("{\"type\": 1}") << "type";
         QTest::newRow("unknown type") << QByteArray("{\"type\": \"FireWire\"}") << "FireWire";
         QTest::newRow("name as list") << QByteArray("{\"name\": [\"a\"]}") << "name";

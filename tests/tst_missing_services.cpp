@@ -13,6 +13,7 @@
 // that one row (two rows at a time), so that a crash or a hang is reported as
 // that row's failure, with the row's output, and the other rows still run.
 
+#include "ChildProcess.h"
 #include "MouseTestSupport.h"
 #include "PanelTestSupport.h"
 
@@ -276,7 +277,8 @@ void TestMissingServices::startRow(int nRow)
     child.process->setProcessChannelMode(QProcess::MergedChannels);
     child.clock.start();
     child.process->start(QCoreApplication::applicationFilePath(),
-                         {QStringLiteral("everythingWithOnePartMissing:%1").arg(QLatin1String(kRows[nRow].szTag))});
+                         sameProgramArguments({QStringLiteral("everythingWithOnePartMissing:%1")
+                                                   .arg(QLatin1String(kRows[nRow].szTag))}));
 }
 
 void TestMissingServices::reportRow(int nRow)

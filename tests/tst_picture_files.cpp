@@ -5,6 +5,7 @@
 // it does after any failed read (nothing placed, the capture re-armed); and a
 // refused picture costs no memory worth the name, measured in a child process.
 
+#include "ChildProcess.h"
 #include "PanelTestSupport.h"
 
 #include "HXL_RefreshCameraThread.h"
@@ -265,7 +266,7 @@ private:
         QProcess child;
         child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         child.start(QCoreApplication::applicationFilePath(),
-                    {QLatin1String(kMeasureOption), strCommand, strPicture});
+                    sameProgramArguments({QLatin1String(kMeasureOption), strCommand, strPicture}));
         if (!child.waitForFinished(240000) || child.exitStatus() != QProcess::NormalExit || child.exitCode() != 0)
             return false;
         const QRegularExpressionMatch match =

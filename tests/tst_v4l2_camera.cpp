@@ -17,6 +17,10 @@
 #include <algorithm>
 #include <vector>
 
+#include <linux/videodev2.h>
+
+Q_DECLARE_METATYPE(hostsim::V4l2Camera::ControlWrite)
+
 using hostsim::HostSim;
 using hostsim::V4l2Camera;
 
@@ -160,6 +164,157 @@ private slots:
         QVERIFY2(near(out.at<cv::Vec3b>(24, 10), 255, 255, 255, 12), qPrintable(pixelText(out.at<cv::Vec3b>(24, 10))));
     }
 
+    // Gray formats at odd widths, packed or with the rows a driver padded.
+    void grayBuffersConvert_data()
+    {
+        QTest::addColumn<QString>("fourcc");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("padding"); // bytes after each row
+        for (const char* pszFourcc : {"GREY", "Y16 "})
+            for (int nWidth : {1, 3, 5, 64, 641})
+                for (int nPadding : {0, 4, 32}) {
+                    const QString tag = QStringLiteral("%1 width %2 padding %3").arg(QLatin1String(pszFourcc).trimmed()).arg(nWidth).arg(nPadding);
+                    QTest::newRow(qPrintable(tag)) << QString::fromLatin1(pszFourcc) << nWidth << nPadding;
+                }
+    }
+    void grayBuffersConvert()
+    {
+        QFETCH(QString, fourcc);
+        QFETCH(int, width);
+        QFETCH(int, padding);
+        const int nHeight = 7;
+        const int nBytes = fourcc == QLatin1String("GREY") ? 1 : 2;
+        const size_t nStride = size_t(width * nBytes + padding);
+        std::vector<unsigned char> data(nStride * nHeight, 0xee);
+        // Sample (x, y): 16-bit value 0xVVLL with VV = (x * 7 + y * 31) & 255, LL = x & 255.
+        auto top = [](int x, int y) { return (x * 7 + y * 31) & 255; };
+        for (int y = 0; y < nHeight; ++y)
+            for (int x = 0; x < width; ++x) {
+                unsigned char* p = &data[size_t(y) * nStride + size_t(x * nBytes)];
+                if (nBytes == 1) {
+                    p[0] = uchar(top(x, y));
+                } else {
+                    p[0] = uchar(x & 255); // little-endian: low byte first
+                    p[1] = uchar(top(x, y));
+                }
+            }
+        cv::Mat out;
+        QString strWhy;
+        QVERIFY2(V4l2Camera::convertFrame(fourcc, width, nHeight, data.data(), data.size(), out, &strWhy),
+                 qPrintable(strWhy));
+        QCOMPARE(out.type(), CV_8UC1);
+        QCOMPARE(out.cols, width);
+        QCOMPARE(out.rows, nHeight);
+        for (int y = 0; y < nHeight; ++y)
+            for (int x = 0; x < width; ++x)
+                QCOMPARE(int(out.at<uchar>(y, x)), top(x, y));
+    }
+
+    // A manual value turns its automatic mode off first; the rest are written as they are.
+    void controlsWriteTheirAutomaticModeFirst_data()
+    {
+        using C = V4l2Camera::Control;
+        using W = V4l2Camera::ControlWrite;
+        QTest::addColumn<int>("control");
+        QTest::addColumn<int>("value");
+        QTest::addColumn<QVector<W>>("writes");
+        QTest::newRow("exposure") << int(C::Exposure) << 120
+                                  << QVector<W>{{V4L2_CID_EXPOSURE_AUTO, V4L2_EXPOSURE_MANUAL}, {V4L2_CID_EXPOSURE_ABSOLUTE, 120}};
+        QTest::newRow("focus") << int(C::Focus) << 40
+                               << QVector<W>{{V4L2_CID_FOCUS_AUTO, 0}, {V4L2_CID_FOCUS_ABSOLUTE, 40}};
+        QTest::newRow("white balance") << int(C::WhiteBalanceTemperature) << 4600
+                                       << QVector<W>{{V4L2_CID_AUTO_WHITE_BALANCE, 0}, {V4L2_CID_WHITE_BALANCE_TEMPERATURE, 4600}};
+        QTest::newRow("autofocus on") << int(C::AutoFocus) << 7 << QVector<W>{{V4L2_CID_FOCUS_AUTO, 1}};
+        QTest::newRow("autofocus off") << int(C::AutoFocus) << 0 << QVector<W>{{V4L2_CID_FOCUS_AUTO, 0}};
+        QTest::newRow("auto white balance on") << int(C::AutoWhiteBalance) << 1 << QVector<W>{{V4L2_CID_AUTO_WHITE_BALANCE, 1}};
+        QTest::newRow("gain") << int(C::Gain) << 9 << QVector<W>{{V4L2_CID_GAIN, 9}};
+        QTest::newRow("brightness") << int(C::Brightness) << -3 << QVector<W>{{V4L2_CID_BRIGHTNESS, -3}};
+    }
+    void controlsWriteTheirAutomaticModeFirst()
+    {
+        QFETCH(int, control);
+        QFETCH(int, value);
+        QFETCH(QVector<V4l2Camera::ControlWrite>, writes);
+        const auto got = V4l2Camera::controlWrites(V4l2Camera::Control(control), value);
+        QCOMPARE(got.size(), writes.size());
+        for (int i = 0; i < got.size(); ++i) {
+            QCOMPARE(got[i].id, writes[i].id);
+            QCOMPARE(got[i].value, writes[i].value);
+        }
+    }
+
+    // What is kept for the next opening follows the operator's last word on
+    // each pair of automatic mode and manual value, and is written autos first.
+    void keptControlsFollowTheLastWord()
+    {
+        using C = V4l2Camera::Control;
+        V4l2Camera::KeptControls kept;
+        V4l2Camera::keepControl(kept, C::AutoFocus, 1);
+        V4l2Camera::keepControl(kept, C::Focus, 40); // manual after auto: auto off
+        QCOMPARE(kept[int(C::AutoFocus)], std::optional<int>(0));
+        QCOMPARE(kept[int(C::Focus)], std::optional<int>(40));
+        V4l2Camera::keepControl(kept, C::AutoFocus, 1); // auto after manual: the manual value goes
+        QCOMPARE(kept[int(C::AutoFocus)], std::optional<int>(1));
+        QVERIFY(!kept[int(C::Focus)]);
+        V4l2Camera::keepControl(kept, C::WhiteBalanceTemperature, 5000);
+        QCOMPARE(kept[int(C::AutoWhiteBalance)], std::optional<int>(0));
+        V4l2Camera::keepControl(kept, C::AutoWhiteBalance, 1);
+        QVERIFY(!kept[int(C::WhiteBalanceTemperature)]);
+        QVERIFY(!kept[int(C::Gain)]);
+        // Automatic modes come before every manual value.
+        const V4l2Camera::Control* order = V4l2Camera::applyOrder();
+        QSet<int> seen;
+        for (int i = 0; i < V4l2Camera::kControlCount; ++i)
+            seen.insert(int(order[i]));
+        QCOMPARE(seen.size(), V4l2Camera::kControlCount);
+        QCOMPARE(order[0], C::AutoFocus);
+        QCOMPARE(order[1], C::AutoWhiteBalance);
+    }
+
+    void modesAreListedWithTheirRates()
+    {
+        QVector<hostsim::V4l2Mode> modes(3);
+        modes[0].width = 1280;
+        modes[0].height = 720;
+        modes[0].framesPerSecond = {30, 15, 7.5};
+        modes[1].width = 640;
+        modes[1].height = 480;
+        modes[1].framesPerSecond = {29.97};
+        modes[2].width = 160;
+        modes[2].height = 120;
+        QCOMPARE(V4l2Camera::describeModes(modes),
+                 QStringList({QStringLiteral("1280 x 720: 30, 15, 7.5 fps"), QStringLiteral("640 x 480: 29.97 fps"),
+                              QStringLiteral("160 x 120")}));
+        QCOMPARE(V4l2Camera::describeModes({}), QStringList());
+    }
+
+    void frameSizeNoteSaysWhatTheDeviceGives()
+    {
+        QCOMPARE(V4l2Camera::frameSizeNote(QStringLiteral("/dev/video0"), 0, 0, 640, 480), QString());
+        QCOMPARE(V4l2Camera::frameSizeNote(QStringLiteral("/dev/video0"), 640, 480, 640, 480), QString());
+        QCOMPARE(V4l2Camera::frameSizeNote(QStringLiteral("/dev/video0"), 1920, 1080, 1280, 720),
+                 QStringLiteral("/dev/video0 has no 1920 x 1080 frames; it gives 1280 x 720"));
+    }
+
+    // A stalled webcam holds the worker for at most a second per frame wait
+    // (OpenCV's own default is ten), unless the operator chose otherwise.
+    void frameWaitsAreBoundedToASecond()
+    {
+        qunsetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT");
+        hostsim::V4l2Setup setup;
+        setup.device = m_dir.filePath(QStringLiteral("video-none"));
+        {
+            V4l2Camera camera(setup);
+            QCOMPARE(qgetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"), QByteArray("1"));
+        }
+        qputenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "3");
+        {
+            V4l2Camera camera(setup);
+            QCOMPARE(qgetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"), QByteArray("3"));
+        }
+        qputenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "1");
+    }
+
     void damagedOrUnknownBuffersAreRefused_data()
     {
         QTest::addColumn<QString>("fourcc");
@@ -170,6 +325,8 @@ private slots:
         QTest::newRow("short YUYV") << QStringLiteral("YUYV") << 64 << 100 << QStringLiteral("too short");
         QTest::newRow("odd YUYV width") << QStringLiteral("YUYV") << 63 << 63 * 48 * 2 << QStringLiteral("even");
         QTest::newRow("H264") << QStringLiteral("H264") << 64 << 500 << QStringLiteral("not supported");
+        QTest::newRow("short GREY") << QStringLiteral("GREY") << 64 << 64 * 48 - 1 << QStringLiteral("too short");
+        QTest::newRow("short Y16") << QStringLiteral("Y16 ") << 64 << 64 * 48 * 2 - 1 << QStringLiteral("too short");
     }
 
     void damagedOrUnknownBuffersAreRefused()

@@ -308,6 +308,9 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
     const QCommandLineOption optStats(QStringLiteral("stats"),
                                       QStringLiteral("Prints at exit the live frames shown and the process's CPU "
                                                      "time per frame (counted after the first 20 frames)."));
+    const QCommandLineOption optListCameras(QStringLiteral("list-cameras"),
+                                            QStringLiteral("Prints what camera discovery finds (GenICam and V4L2), "
+                                                           "one --camera value a line, and exits."));
     // Qt's own option, taken by the application object as in every Qt
     // program; named here so that it is not refused before that.
     const QCommandLineOption optPlatform(QStringLiteral("platform"),
@@ -317,11 +320,15 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
     const QList<QCommandLineOption> allOptions{optHelp,     optWorkDir,  optCamera,   optCameras, optFrameSize,
                                                optGray,     optLanguage, optSpeed,    optHeadless, optFrames,
                                                optPosition, optMoveTo,   optSnapshot, optSimMount, optStats,
-                                               optPlatform};
+                                               optPlatform, optListCameras};
     parser.addOptions(allOptions);
 
     if (!parser.parse(arguments)) {
         result.error = parser.errorText();
+        return result;
+    }
+    if (parser.isSet(optListCameras)) {
+        result.listCameras = true;
         return result;
     }
     if (parser.isSet(optHelp)) {

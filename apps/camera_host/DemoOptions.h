@@ -47,6 +47,7 @@ struct DemoParseResult
     DemoOptions options;
     QString error;                    // one line naming the option and the value; empty when fine
     bool helpRequested = false;
+    bool listCameras = false; // --list-cameras: print what discovery finds and exit
     QString helpText;
     bool ok() const { return error.isEmpty(); }
 };

@@ -499,7 +499,10 @@ void HostWindow::updateStatus()
 
     const int nCount = m_nCameraCount;
     const int nCurrent = m_nCurrentCamera;
+    if (!m_healthClock.isValid())
+        m_healthClock.start();
     if (nCount <= 0 || nCurrent < 0 || nCurrent >= nCount) {
+        m_health.sample(nullptr, m_healthClock.elapsed());
         m_pCameraStatus->setText(tr("no camera"));
         m_pDrawing->setCameraField(0.0, 0.0);
         return;
@@ -508,9 +511,8 @@ void HostWindow::updateStatus()
     hostsim::HostCamera* pSimCamera = hostsim::HostSim::hostCamera(nCurrent);
     m_nBufferWidth = pSimCamera ? pSimCamera->frameWidth() : 0;
     m_nBufferHeight = pSimCamera ? pSimCamera->frameHeight() : 0;
-    const QString strSize = m_nBufferWidth > 0 ? QStringLiteral("%1 x %2").arg(m_nBufferWidth).arg(m_nBufferHeight)
-                                               : tr("no frame yet");
-    m_pCameraStatus->setText(tr("Camera %1/%2  %3").arg(nCurrent + 1).arg(nCount).arg(strSize));
+    m_health.sample(pSimCamera, m_healthClock.elapsed());
+    m_pCameraStatus->setText(tr("Camera %1/%2  %3").arg(nCurrent + 1).arg(nCount).arg(m_health.text()));
     // Field of view of the current camera, as calibrated.
     if (pSimCamera && m_nBufferWidth > 0 && m_nBufferHeight > 0) {
         const hostsim::CameraModel model = pSimCamera->model();

@@ -4,9 +4,11 @@
 // (made through the module's factory, as any host makes it) in a dock on the
 // right, machine, camera and panel menus, a status bar.
 
+#include "CameraHealth.h"
 #include "DemoOptions.h"
 #include "services/SimApp.h"
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QPointer>
 #include <QTimer>
@@ -42,6 +44,8 @@ public:
     QWidget* cameraPanel() const;
     // Live frames the camera delivered since the window was made.
     int frameCount() const { return m_nFrames; }
+    // The current camera's state and frame rates, as the status bar shows them.
+    QString cameraHealthText() const { return m_health.text(); }
     // frameTargetReached is emitted once when frameCount reaches nFrames (0: never).
     void setFrameTarget(int nFrames);
 
@@ -96,6 +100,8 @@ private:
     int m_nBufferWidth = 0;
     int m_nBufferHeight = 0;
     int m_nFrames = 0;
+    CameraHealth m_health;
+    QElapsedTimer m_healthClock;
     int m_nGrabsAtStart = 0;
     int m_nOperatorLinesShown = 0; // of HostSim::operatorLines
     int m_nFrameTarget = 0;

@@ -156,6 +156,11 @@ int main(int argc, char* argv[])
         printLine(stderr, demoUsageHint());
         return 2;
     }
+    if (parsed.listCameras) {
+        for (const QString& strLine : hostsim::discoverCameras())
+            printLine(stdout, strLine);
+        return 0;
+    }
     if (parsed.helpRequested) {
         std::fputs(parsed.helpText.toLocal8Bit().constData(), stdout);
         return 0;
@@ -223,6 +228,7 @@ int main(int argc, char* argv[])
                 }
                 printLine(stdout, QStringLiteral("camera_host: wrote %1")
                                       .arg(QDir::toNativeSeparators(options.headlessPng)));
+                printLine(stdout, QStringLiteral("camera_host: camera: ") + window.cameraHealthText());
                 // The picture holds the status bar; its message in words too.
                 const QString strMessage = window.statusBar()->currentMessage();
                 if (!strMessage.isEmpty())

@@ -5,6 +5,8 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QtEndian>
+#include <QCheckBox>
 #include <QFormLayout>
 #include <QLabel>
 #include <QSlider>
@@ -14,7 +16,9 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
+#include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/videodev2.h>
@@ -25,7 +29,11 @@ namespace hostsim {
 
 namespace {
 
-const uint32_t kControlIds[3] = {V4L2_CID_EXPOSURE_ABSOLUTE, V4L2_CID_GAIN, V4L2_CID_BRIGHTNESS};
+// V4L2 ids of the controls, in the order of V4l2Camera::Control.
+const uint32_t kControlIds[V4l2Camera::kControlCount] = {
+    V4L2_CID_EXPOSURE_ABSOLUTE, V4L2_CID_GAIN,       V4L2_CID_BRIGHTNESS,
+    V4L2_CID_FOCUS_ABSOLUTE,    V4L2_CID_FOCUS_AUTO, V4L2_CID_AUTO_WHITE_BALANCE,
+    V4L2_CID_WHITE_BALANCE_TEMPERATURE};
 
 QString fourccText(int nFourcc)
 {
@@ -77,6 +85,60 @@ public:
         value.value = nValue;
         return m_fd >= 0 && ::ioctl(m_fd, VIDIOC_S_CTRL, &value) == 0;
     }
+    // Frame sizes of the format, with their discrete rates (VIDIOC_ENUM_FRAMESIZES
+    // and VIDIOC_ENUM_FRAMEINTERVALS: OpenCV cannot list them). A stepwise
+    // device is given by its smallest and largest size.
+    QVector<V4l2Mode> modes(const QString& strFourcc) const
+    {
+        QVector<V4l2Mode> modes;
+        if (m_fd < 0 || strFourcc.size() != 4)
+            return modes;
+        const QByteArray code = strFourcc.toLatin1();
+        const uint32_t nFormat = v4l2_fourcc(code[0], code[1], code[2], code[3]);
+        for (uint32_t i = 0; i < 64; ++i) {
+            v4l2_frmsizeenum size{};
+            size.index = i;
+            size.pixel_format = nFormat;
+            if (::ioctl(m_fd, VIDIOC_ENUM_FRAMESIZES, &size) != 0)
+                break;
+            if (size.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
+                V4l2Mode mode;
+                mode.width = int(size.discrete.width);
+                mode.height = int(size.discrete.height);
+                mode.framesPerSecond = rates(nFormat, size.discrete.width, size.discrete.height);
+                modes.append(mode);
+            } else {
+                for (const auto& wh : {std::make_pair(size.stepwise.min_width, size.stepwise.min_height),
+                                       std::make_pair(size.stepwise.max_width, size.stepwise.max_height)}) {
+                    V4l2Mode mode;
+                    mode.width = int(wh.first);
+                    mode.height = int(wh.second);
+                    mode.framesPerSecond = rates(nFormat, wh.first, wh.second);
+                    modes.append(mode);
+                }
+                break;
+            }
+        }
+        return modes;
+    }
+    QVector<double> rates(uint32_t nFormat, uint32_t nWidth, uint32_t nHeight) const
+    {
+        QVector<double> fps;
+        for (uint32_t i = 0; i < 32; ++i) {
+            v4l2_frmivalenum interval{};
+            interval.index = i;
+            interval.pixel_format = nFormat;
+            interval.width = nWidth;
+            interval.height = nHeight;
+            if (::ioctl(m_fd, VIDIOC_ENUM_FRAMEINTERVALS, &interval) != 0 ||
+                interval.type != V4L2_FRMIVAL_TYPE_DISCRETE)
+                break;
+            if (interval.discrete.numerator > 0)
+                fps.append(double(interval.discrete.denominator) / double(interval.discrete.numerator));
+        }
+        std::sort(fps.begin(), fps.end(), std::greater<double>());
+        return fps;
+    }
     QString card() const
     {
         v4l2_capability caps{};
@@ -102,6 +164,12 @@ V4l2Camera::V4l2Camera(const V4l2Setup& setup)
       }()),
       m_setup(setup)
 {
+    // OpenCV waits up to 10 s (its default) for each frame of a stalled
+    // webcam, and the worker can neither apply a setting nor stop meanwhile:
+    // one second at most. OpenCV reads this once, before its first wait for a
+    // frame in the process; an operator's own setting is kept.
+    if (qEnvironmentVariableIsEmpty("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"))
+        qputenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "1");
     startWorker();
 }
 
@@ -147,7 +215,48 @@ bool V4l2Camera::convertFrame(const QString& strFourcc, int nWidth, int nHeight,
         cv::cvtColor(yuyv, out, cv::COLOR_YUV2RGB_YUYV);
         return true;
     }
-    return fail(QStringLiteral("pixel format %1 is not supported: MJPG or YUYV").arg(strFourcc));
+    if (strFourcc == QLatin1String("GREY") || strFourcc == QLatin1String("Y16 ")) {
+        // One gray sample a pixel, 8 or 16 bits (little-endian); a driver may
+        // pad its rows, which shows as a buffer of whole longer rows.
+        const int nBytes = strFourcc == QLatin1String("GREY") ? 1 : 2;
+        if (nWidth <= 0 || nHeight <= 0)
+            return fail(QStringLiteral("%1 frame of %2 x %3").arg(strFourcc.trimmed()).arg(nWidth).arg(nHeight));
+        const size_t nRow = size_t(nWidth) * size_t(nBytes);
+        if (nSize < nRow * size_t(nHeight))
+            return fail(QStringLiteral("%1 frame too short: %2 bytes for %3 x %4")
+                            .arg(strFourcc.trimmed())
+                            .arg(nSize)
+                            .arg(nWidth)
+                            .arg(nHeight));
+        const size_t nStride = nSize % size_t(nHeight) == 0 ? nSize / size_t(nHeight) : nRow;
+        const cv::Mat raw(nHeight, nWidth, nBytes == 1 ? CV_8UC1 : CV_16UC1, const_cast<void*>(pData), nStride);
+        if (nBytes == 1) {
+            out = raw.clone();
+            return true;
+        }
+        // Shown by its top 8 bits, as the GenICam cameras show their deep pictures.
+        out.create(nHeight, nWidth, CV_8UC1);
+        for (int y = 0; y < nHeight; ++y) {
+            const auto* pIn = raw.ptr<quint16>(y);
+            auto* pOut = out.ptr<uchar>(y);
+            for (int x = 0; x < nWidth; ++x)
+                pOut[x] = uchar(qFromLittleEndian(pIn[x]) >> 8);
+        }
+        return true;
+    }
+    return fail(QStringLiteral("pixel format %1 is not supported: MJPG, YUYV, GREY or Y16").arg(strFourcc.trimmed()));
+}
+
+QString V4l2Camera::frameSizeNote(const QString& strDevice, int nWantedW, int nWantedH, int nGotW, int nGotH)
+{
+    if (nWantedW <= 0 || nWantedH <= 0 || (nWantedW == nGotW && nWantedH == nGotH))
+        return QString();
+    return QStringLiteral("%1 has no %2 x %3 frames; it gives %4 x %5")
+        .arg(strDevice)
+        .arg(nWantedW)
+        .arg(nWantedH)
+        .arg(nGotW)
+        .arg(nGotH);
 }
 
 bool V4l2Camera::probe(const QString& strDevice, QString* pError)
@@ -179,7 +288,8 @@ bool V4l2Camera::openDevice(QString& strError)
     }
     // MJPG first: at the same USB bandwidth it gives larger frames at full rate.
     m_strFourcc.clear();
-    for (const char* pszFourcc : {"MJPG", "YUYV"}) {
+    // Then the raw formats, gray ones last (machine-vision USB cameras offer only those).
+    for (const char* pszFourcc : {"MJPG", "YUYV", "GREY", "Y16 "}) {
         m_pCapture->set(cv::CAP_PROP_FOURCC, cv::VideoWriter::fourcc(pszFourcc[0], pszFourcc[1], pszFourcc[2], pszFourcc[3]));
         if (m_setup.width > 0 && m_setup.height > 0) {
             m_pCapture->set(cv::CAP_PROP_FRAME_WIDTH, m_setup.width);
@@ -192,10 +302,14 @@ bool V4l2Camera::openDevice(QString& strError)
         }
     }
     if (m_strFourcc.isEmpty()) {
-        strError = QStringLiteral("%1 offers neither MJPG nor YUYV (it offers %2)")
+        strError = QStringLiteral("%1 offers none of MJPG, YUYV, GREY and Y16 (it offers %2)")
                        .arg(m_setup.device, fourccText(int(m_pCapture->get(cv::CAP_PROP_FOURCC))));
         return false;
     }
+    // The rate through OpenCV; the device picks the nearest it has, which
+    // the parameter dialog shows beside the rates it offers.
+    if (m_setup.framesPerSecond > 0.0)
+        m_pCapture->set(cv::CAP_PROP_FPS, m_setup.framesPerSecond);
     // Raw buffers: the host converts them itself (the same code the tests check).
     m_pCapture->set(cv::CAP_PROP_CONVERT_RGB, 0);
     m_nFailedReads = 0;
@@ -204,12 +318,12 @@ bool V4l2Camera::openDevice(QString& strError)
     ControlHandle handle(m_setup.device);
     {
         std::lock_guard<std::mutex> lock(m_settingsMutex);
-        for (int i = 0; i < 3; ++i)
-            if (m_controls[i]) {
-                if (i == 0)
-                    handle.set(V4L2_CID_EXPOSURE_AUTO, V4L2_EXPOSURE_MANUAL);
-                handle.set(kControlIds[i], *m_controls[i]);
-            }
+        for (int i = 0; i < kControlCount; ++i) {
+            const Control control = applyOrder()[i];
+            if (const std::optional<int>& value = m_controls[int(control)])
+                for (const ControlWrite& write : controlWrites(control, *value))
+                    handle.set(write.id, write.value);
+        }
         m_bDirty = false;
     }
     V4l2Parameters parameters;
@@ -217,6 +331,15 @@ bool V4l2Camera::openDevice(QString& strError)
     parameters.width = int(m_pCapture->get(cv::CAP_PROP_FRAME_WIDTH));
     parameters.height = int(m_pCapture->get(cv::CAP_PROP_FRAME_HEIGHT));
     parameters.card = handle.card();
+    parameters.framesPerSecond = m_pCapture->get(cv::CAP_PROP_FPS);
+    parameters.modes = handle.modes(m_strFourcc);
+    // A size the device does not have is said once per opening, not silently replaced.
+    const QString strSizeNote =
+        frameSizeNote(m_setup.device, m_setup.width, m_setup.height, parameters.width, parameters.height);
+    if (!strSizeNote.isEmpty() && strSizeNote != m_strSizeNoteSaid) {
+        m_strSizeNoteSaid = strSizeNote;
+        HostSim::tellOperator(strSizeNote);
+    }
     readControls(parameters);
     std::lock_guard<std::mutex> lock(m_settingsMutex);
     m_parameters = parameters;
@@ -226,9 +349,13 @@ bool V4l2Camera::openDevice(QString& strError)
 void V4l2Camera::readControls(V4l2Parameters& parameters)
 {
     ControlHandle handle(m_setup.device);
-    parameters.exposure = handle.query(kControlIds[0]);
-    parameters.gain = handle.query(kControlIds[1]);
-    parameters.brightness = handle.query(kControlIds[2]);
+    parameters.exposure = handle.query(kControlIds[int(Control::Exposure)]);
+    parameters.gain = handle.query(kControlIds[int(Control::Gain)]);
+    parameters.brightness = handle.query(kControlIds[int(Control::Brightness)]);
+    parameters.focus = handle.query(kControlIds[int(Control::Focus)]);
+    parameters.autoFocus = handle.query(kControlIds[int(Control::AutoFocus)]);
+    parameters.autoWhiteBalance = handle.query(kControlIds[int(Control::AutoWhiteBalance)]);
+    parameters.whiteBalanceTemperature = handle.query(kControlIds[int(Control::WhiteBalanceTemperature)]);
     parameters.valid = true;
 }
 
@@ -265,23 +392,24 @@ void V4l2Camera::closeDevice()
 
 void V4l2Camera::serviceDevice()
 {
-    std::optional<int> controls[3];
+    KeptControls controls;
     {
         std::lock_guard<std::mutex> lock(m_settingsMutex);
         if (!m_bDirty)
             return;
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < kControlCount; ++i)
             controls[i] = m_controls[i];
         m_bDirty = false;
     }
     ControlHandle handle(m_setup.device);
-    for (int i = 0; i < 3; ++i)
-        if (controls[i]) {
-            if (i == 0)
-                handle.set(V4L2_CID_EXPOSURE_AUTO, V4L2_EXPOSURE_MANUAL);
-            if (!handle.set(kControlIds[i], *controls[i]))
-                setError(QStringLiteral("%1 refused a control value (%2)").arg(m_setup.device, QString::fromLocal8Bit(std::strerror(errno))));
-        }
+    for (int i = 0; i < kControlCount; ++i) {
+        const Control control = applyOrder()[i];
+        if (const std::optional<int>& value = controls[int(control)])
+            for (const ControlWrite& write : controlWrites(control, *value))
+                if (!handle.set(write.id, write.value))
+                    setError(QStringLiteral("%1 refused a control value (%2)")
+                                 .arg(m_setup.device, QString::fromLocal8Bit(std::strerror(errno))));
+    }
     V4l2Parameters parameters = this->parameters();
     readControls(parameters);
     std::lock_guard<std::mutex> lock(m_settingsMutex);
@@ -298,10 +426,65 @@ void V4l2Camera::setControl(Control control, int nValue)
 {
     {
         std::lock_guard<std::mutex> lock(m_settingsMutex);
-        m_controls[int(control)] = nValue;
+        keepControl(m_controls, control, nValue);
         m_bDirty = true;
     }
     wakeWorker();
+}
+
+QVector<V4l2Camera::ControlWrite> V4l2Camera::controlWrites(Control control, int nValue)
+{
+    const uint32_t nId = kControlIds[int(control)];
+    switch (control) {
+    case Control::Exposure: return {{V4L2_CID_EXPOSURE_AUTO, V4L2_EXPOSURE_MANUAL}, {nId, nValue}};
+    case Control::Focus: return {{V4L2_CID_FOCUS_AUTO, 0}, {nId, nValue}};
+    case Control::WhiteBalanceTemperature: return {{V4L2_CID_AUTO_WHITE_BALANCE, 0}, {nId, nValue}};
+    case Control::AutoFocus:
+    case Control::AutoWhiteBalance: return {{nId, nValue ? 1 : 0}};
+    case Control::Gain:
+    case Control::Brightness: break;
+    }
+    return {{nId, nValue}};
+}
+
+void V4l2Camera::keepControl(KeptControls& kept, Control control, int nValue)
+{
+    switch (control) {
+    case Control::Focus: kept[int(Control::AutoFocus)] = 0; break;
+    case Control::WhiteBalanceTemperature: kept[int(Control::AutoWhiteBalance)] = 0; break;
+    case Control::AutoFocus:
+        if (nValue)
+            kept[int(Control::Focus)].reset();
+        break;
+    case Control::AutoWhiteBalance:
+        if (nValue)
+            kept[int(Control::WhiteBalanceTemperature)].reset();
+        break;
+    default: break;
+    }
+    kept[int(control)] = (control == Control::AutoFocus || control == Control::AutoWhiteBalance) ? (nValue ? 1 : 0)
+                                                                                                 : nValue;
+}
+
+const V4l2Camera::Control* V4l2Camera::applyOrder()
+{
+    static const Control kOrder[kControlCount] = {Control::AutoFocus,  Control::AutoWhiteBalance, Control::Exposure,
+                                                  Control::Gain,       Control::Brightness,       Control::Focus,
+                                                  Control::WhiteBalanceTemperature};
+    return kOrder;
+}
+
+QStringList V4l2Camera::describeModes(const QVector<V4l2Mode>& modes)
+{
+    QStringList lines;
+    for (const V4l2Mode& mode : modes) {
+        QStringList rates;
+        for (double dFps : mode.framesPerSecond)
+            rates << QString::number(dFps, 'g', 4);
+        lines << (rates.isEmpty() ? QStringLiteral("%1 x %2").arg(mode.width).arg(mode.height)
+                                  : QStringLiteral("%1 x %2: %3 fps").arg(mode.width).arg(mode.height).arg(rates.join(QStringLiteral(", "))));
+    }
+    return lines;
 }
 
 void V4l2Camera::CreateParamWidget(QWidget* pContainer)
@@ -338,6 +521,30 @@ void V4l2Camera::CreateParamWidget(QWidget* pContainer)
     addSlider("V4l2Exposure", QObject::tr("Exposure"), p.exposure, Control::Exposure);
     addSlider("V4l2Gain", QObject::tr("Gain"), p.gain, Control::Gain);
     addSlider("V4l2Brightness", QObject::tr("Brightness"), p.brightness, Control::Brightness);
+    auto addCheck = [&](const char* pszName, const QString& strLabel, const V4l2Control& control, Control which) {
+        if (!control.available)
+            return;
+        auto* pCheck = new QCheckBox(pContainer);
+        pCheck->setObjectName(QString::fromLatin1(pszName));
+        pCheck->setChecked(control.value != 0);
+        QObject::connect(pCheck, &QCheckBox::toggled, pContainer, [this, which](bool b) { setControl(which, b ? 1 : 0); });
+        pLayout->addRow(strLabel, pCheck);
+    };
+    addCheck("V4l2AutoFocus", QObject::tr("Autofocus"), p.autoFocus, Control::AutoFocus);
+    addSlider("V4l2Focus", QObject::tr("Focus"), p.focus, Control::Focus);
+    addCheck("V4l2AutoWhiteBalance", QObject::tr("Auto white balance"), p.autoWhiteBalance, Control::AutoWhiteBalance);
+    addSlider("V4l2WhiteBalance", QObject::tr("White balance (K)"), p.whiteBalanceTemperature,
+              Control::WhiteBalanceTemperature);
+    // What the device offers in this format; a size is chosen with
+    // --frame-size or "width"/"height" in the camera configuration.
+    auto* pModes = new QLabel(pContainer);
+    pModes->setObjectName(QStringLiteral("V4l2Modes"));
+    pModes->setWordWrap(true);
+    const QStringList modes = describeModes(p.modes);
+    pModes->setText(modes.isEmpty() ? QObject::tr("not told by the device") : modes.join(QLatin1Char('\n')));
+    pLayout->addRow(p.framesPerSecond > 0 ? QObject::tr("Sizes (now %1 fps)").arg(p.framesPerSecond, 0, 'g', 4)
+                                          : QObject::tr("Sizes"),
+                    pModes);
 }
 
 } // namespace hostsim

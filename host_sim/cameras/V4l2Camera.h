@@ -4,6 +4,9 @@
 
 #include "cameras/HostCamera.h"
 
+#include <QStringList>
+#include <QVector>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -20,6 +23,7 @@ struct V4l2Setup
     QString name;             // default "V4L2 DEVICE"
     int width = 0;            // requested frame size; 0 = the device's
     int height = 0;
+    double framesPerSecond = 0.0; // requested rate; 0 = the device's
     double mmPerPixel = 0.02;
     bool calibrated = true;
     int retryMs = 1000;
@@ -32,13 +36,22 @@ struct V4l2Control
     int minimum = 0, maximum = 0, step = 1, value = 0;
 };
 
+// One frame size the device offers in the format in use, with its rates.
+struct V4l2Mode
+{
+    int width = 0, height = 0;
+    QVector<double> framesPerSecond; // discrete rates, highest first (empty: not told)
+};
+
 struct V4l2Parameters
 {
     bool valid = false;
-    QString fourcc;           // "MJPG" or "YUYV"
+    QString fourcc;           // "MJPG", "YUYV", "GREY" or "Y16 "
     int width = 0, height = 0;
+    double framesPerSecond = 0.0; // the rate in use (0: not told)
     QString card;             // the device's own name
-    V4l2Control exposure, gain, brightness;
+    V4l2Control exposure, gain, brightness, focus, autoFocus, autoWhiteBalance, whiteBalanceTemperature;
+    QVector<V4l2Mode> modes;
 };
 
 class HXL_HOST_EXPORT V4l2Camera : public StreamingCamera
@@ -48,8 +61,33 @@ public:
     {
         Exposure,
         Gain,
-        Brightness
+        Brightness,
+        Focus,
+        AutoFocus,        // 0 or 1
+        AutoWhiteBalance, // 0 or 1
+        WhiteBalanceTemperature
     };
+    static constexpr int kControlCount = 7;
+
+    // What setting a control writes to the device, in order (V4L2 control
+    // ids): a manual value first turns the matching automatic mode off, as
+    // arv-viewer does for the GenICam cameras.
+    struct ControlWrite
+    {
+        quint32 id = 0;
+        int value = 0;
+        bool operator==(const ControlWrite& o) const { return id == o.id && value == o.value; }
+    };
+    static QVector<ControlWrite> controlWrites(Control control, int nValue);
+    // The settings kept for reopenings after the operator set control to
+    // nValue: a manual value keeps its automatic mode off; an automatic mode
+    // turned on drops the manual value it replaces.
+    using KeptControls = std::optional<int>[kControlCount];
+    static void keepControl(KeptControls& kept, Control control, int nValue);
+    // The order kept controls are written in: automatic modes first.
+    static const Control* applyOrder();
+    // "1280 x 720: 30, 15 fps" a line, for the parameter dialog.
+    static QStringList describeModes(const QVector<V4l2Mode>& modes);
 
     explicit V4l2Camera(const V4l2Setup& setup);
     ~V4l2Camera() override;
@@ -63,10 +101,14 @@ public:
     void setControl(Control control, int nValue);
 
     // One raw buffer of the device into the host's format (CV_8UC3 RGB):
-    // MJPG is a JPEG picture, YUYV two bytes a pixel (Y0 U Y1 V). False with
+    // MJPG is a JPEG picture, YUYV two bytes a pixel (Y0 U Y1 V); GREY and
+    // Y16 (little-endian, shown by its top 8 bits) give CV_8UC1. False with
     // the reason for other formats or damaged data.
     static bool convertFrame(const QString& strFourcc, int nWidth, int nHeight, const void* pData, size_t nSize,
                              cv::Mat& out, QString* pError);
+    // The line that tells the operator the device lacks the requested frame
+    // size (nWanted 0: none requested); empty when there is nothing to say.
+    static QString frameSizeNote(const QString& strDevice, int nWantedW, int nWantedH, int nGotW, int nGotH);
     // Opens and closes the device once (Auto camera choice).
     static bool probe(const QString& strDevice, QString* pError);
 
@@ -82,10 +124,11 @@ private:
     const V4l2Setup m_setup;
     std::unique_ptr<cv::VideoCapture> m_pCapture; // worker thread only
     QString m_strFourcc;                          // worker thread only
+    QString m_strSizeNoteSaid;                    // worker thread only
     int m_nFailedReads = 0;
 
     mutable std::mutex m_settingsMutex;
-    std::optional<int> m_controls[3];
+    KeptControls m_controls;
     bool m_bDirty = false;
     V4l2Parameters m_parameters;
 };

@@ -232,6 +232,12 @@ bool cameraRequestFromJson(const QJsonObject& entry, CameraRequest& request, QSt
                         .arg(request.width)
                         .arg(request.height)
                         .arg(kMaxPicturePixels));
+    const QJsonValue fps = entry.value(QStringLiteral("framesPerSecond"));
+    if (!fps.isUndefined()) {
+        request.framesPerSecond = fps.toDouble();
+        if (!fps.isDouble() || !(request.framesPerSecond >= 0.0 && request.framesPerSecond <= 1000.0))
+            return fail(QStringLiteral("\"framesPerSecond\" must be a number from 0 to 1000"));
+    }
     const QJsonValue mmPerPixel = entry.value(QStringLiteral("mmPerPixel"));
     if (!mmPerPixel.isUndefined()) {
         request.mmPerPixel = mmPerPixel.toDouble();

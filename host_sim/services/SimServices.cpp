@@ -3,10 +3,17 @@
 #include "HostJournal.h"
 #include "HostSim.h"
 #include "HostState.h"
+#include "cameras/HostCamera.h"
 #include "cameras/SimCamera.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QPainter>
+#include <QPointer>
+#include <QProgressDialog>
+#include <QThread>
+#include <QTimer>
 
 #include <opencv2/core.hpp>
 
@@ -101,24 +108,119 @@ void SimCombineManager::SetCameraIndex(int nCamera)
     m_nCamera = nCamera;
 }
 
+namespace {
+
+// How long the host waits for a camera's picture at one stop of a stretch.
+constexpr int kCombineFrameTimeoutMs = 3000;
+// How long one move of a stretch may take.
+constexpr int kCombineMoveTimeoutMs = 60000;
+
+// The host's progress box while it combines: the GUI keeps painting and the
+// operator can cancel between two pictures. Without a GUI (or off the GUI
+// thread) the waits are plain sleeps and nothing can cancel.
+class CombineProgress
+{
+public:
+    explicit CombineProgress(int nFrames)
+    {
+        if (!onGuiThread())
+            return;
+        QWidget* pParent = QApplication::activeModalWidget();
+        if (!pParent)
+            pParent = hostState().pMainWindow.data();
+        m_pDialog = new QProgressDialog(QStringLiteral("Combining pictures..."), QStringLiteral("Cancel"), 0, nFrames,
+                                        pParent);
+        m_pDialog->setObjectName(QStringLiteral("hostCombineProgress"));
+        m_pDialog->setWindowTitle(QStringLiteral("Image combine"));
+        m_pDialog->setWindowModality(Qt::ApplicationModal);
+        m_pDialog->setAutoClose(false);
+        m_pDialog->setAutoReset(false);
+        // A short stretch of the simulated camera ends before the box would be worth showing.
+        m_pDialog->setMinimumDuration(400);
+        m_pDialog->setValue(0);
+    }
+    ~CombineProgress() { delete m_pDialog.data(); }
+
+    static bool onGuiThread()
+    {
+        return qobject_cast<QApplication*>(QCoreApplication::instance()) &&
+               QThread::currentThread() == QCoreApplication::instance()->thread();
+    }
+
+    void step(int nFrame, int nFrames)
+    {
+        if (m_pDialog) {
+            m_pDialog->setLabelText(QStringLiteral("Combining pictures: frame %1 of %2").arg(nFrame).arg(nFrames));
+            m_pDialog->setValue(nFrame - 1);
+        }
+    }
+    bool cancelled() const { return m_pDialog && m_pDialog->wasCanceled(); }
+
+    // Lets the GUI run for about nMs (or sleeps that long without one).
+    void idle(int nMs)
+    {
+        if (!m_pDialog) {
+            QThread::msleep(static_cast<unsigned long>(nMs));
+            return;
+        }
+        QEventLoop loop;
+        QTimer::singleShot(nMs, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+
+private:
+    QPointer<QProgressDialog> m_pDialog;
+};
+
+} // namespace
+
 IZKDbImage* SimCombineManager::CombineImage()
 {
     HostSim::journal().append(QStringLiteral("ZKCCDImageCombineManager::CombineImage()"));
     m_nLastFrames = 0;
     if (HostSim::isAbsent(AbsentPart::CombinedImage))
         return nullptr;
+    // The GUI runs while the machine moves: a second request meanwhile is refused.
+    if (m_bCombining)
+        return nullptr;
+    m_bCombining = true;
+    IZKDbImage* pImage = combineStretch();
+    m_bCombining = false;
+    return pImage;
+}
+
+IZKDbImage* SimCombineManager::combineStretch()
+{
     HostState& state = hostState();
-    SimCamera* pCamera = state.cameraManager.camera(m_nCamera);
+    // Any camera the host can open: the host asks the camera, not its kind.
+    HostCamera* pCamera = state.cameraManager.hostCamera(m_nCamera);
     if (!pCamera)
         return nullptr;
-    const CameraSetup setup = pCamera->setup();
+    auto* pStreaming = dynamic_cast<StreamingCamera*>(pCamera);
+    const auto fail = [](const QString& strWhy) -> IZKDbImage* {
+        HostSim::tellOperator(QStringLiteral("Image combine: %1; nothing was placed").arg(strWhy));
+        return nullptr;
+    };
+
     // The frames are in the machine's axes (the camera's calibration turned
-    // them), each centred where the optical axis meets the work plane.
+    // them), each centred where the optical axis meets the work plane. A
+    // camera that has not delivered yet tells its size with its first frame.
+    int nFrameW = pCamera->frameWidth();
+    int nFrameH = pCamera->frameHeight();
+    if ((nFrameW <= 0 || nFrameH <= 0) && pStreaming) {
+        pStreaming->waitForFrame(0, kCombineFrameTimeoutMs);
+        nFrameW = pCamera->frameWidth();
+        nFrameH = pCamera->frameHeight();
+    }
+    if (nFrameW <= 0 || nFrameH <= 0)
+        return fail(QStringLiteral("camera %1 gives no picture (%2)")
+                        .arg(m_nCamera)
+                        .arg(pCamera->statusText().isEmpty() ? QStringLiteral("no frame size") : pCamera->statusText()));
     const CameraModel model = pCamera->model();
     const double kx = model.alignedMmPerPixelX();
     const double ky = model.alignedMmPerPixelY();
-    const double dFieldW = setup.width * kx;
-    const double dFieldH = setup.height * ky;
+    const double dFieldW = nFrameW * kx;
+    const double dFieldH = nFrameH * ky;
 
     // Steps along the stretch so that neighbouring fields overlap.
     const double dx = m_ptEnd.x - m_ptStart.x;
@@ -139,17 +241,64 @@ IZKDbImage* SimCombineManager::CombineImage()
     const double dMaxY = std::max(m_ptStart.y, m_ptEnd.y) + model.offsetY + dFieldH / 2.0;
     const int nCanvasW = static_cast<int>(std::lround((dMaxX - dMinX) / kx));
     const int nCanvasH = static_cast<int>(std::lround((dMaxY - dMinY) / ky));
-    cv::Mat canvas(nCanvasH, nCanvasW, setup.colour ? CV_8UC3 : CV_8UC1, cv::Scalar::all(0));
+    cv::Mat canvas;
 
+    CombineProgress progress(nFrames);
     for (int i = 0; i < nFrames; ++i) {
+        const int nFrame = i + 1;
+        progress.step(nFrame, nFrames);
         const double f = nFrames > 1 ? static_cast<double>(i) / (nFrames - 1) : 0.0;
         const double px = m_ptStart.x + dx * f;
         const double py = m_ptStart.y + dy * f;
         state.machine.startMove(px, py);
-        state.machine.waitIdle();
+        QElapsedTimer moveClock;
+        moveClock.start();
+        while (state.machine.isMoving()) {
+            if (progress.cancelled())
+                return fail(QStringLiteral("cancelled at frame %1 of %2").arg(nFrame).arg(nFrames));
+            if (moveClock.elapsed() > kCombineMoveTimeoutMs)
+                return fail(QStringLiteral("the machine did not reach frame %1 of %2").arg(nFrame).arg(nFrames));
+            progress.idle(10);
+        }
+
+        // A real camera's newest frame may have been exposed while the
+        // machine still moved: the second frame that arrives after the stop
+        // was begun after it.
         cv::Mat frame;
-        if (pCamera->grabFrame(frame) != 0)
-            return nullptr;
+        int nAnswer = 2;
+        if (pStreaming) {
+            const quint64 nStopped = pStreaming->framesReceived();
+            QElapsedTimer clock;
+            clock.start();
+            while (pStreaming->framesReceived() < nStopped + 2 && clock.elapsed() < kCombineFrameTimeoutMs) {
+                if (progress.cancelled())
+                    return fail(QStringLiteral("cancelled at frame %1 of %2").arg(nFrame).arg(nFrames));
+                progress.idle(5);
+            }
+            if (pStreaming->framesReceived() >= nStopped + 2)
+                nAnswer = pCamera->grabFrame(frame);
+        } else {
+            nAnswer = pCamera->grabFrame(frame);
+        }
+        if (nAnswer != 0 || frame.empty()) {
+            const QString strState = pCamera->statusText();
+            return fail(QStringLiteral("frame %1 of %2 failed (%3)")
+                            .arg(nFrame)
+                            .arg(nFrames)
+                            .arg(strState.isEmpty() ? QStringLiteral("no picture from the camera") : strState));
+        }
+        if (frame.cols != nFrameW || frame.rows != nFrameH)
+            return fail(QStringLiteral("frame %1 of %2 is %3 x %4, not %5 x %6 like the first")
+                            .arg(nFrame)
+                            .arg(nFrames)
+                            .arg(frame.cols)
+                            .arg(frame.rows)
+                            .arg(nFrameW)
+                            .arg(nFrameH));
+        if (canvas.empty())
+            canvas = cv::Mat(nCanvasH, nCanvasW, frame.type(), cv::Scalar::all(0));
+        else if (frame.type() != canvas.type())
+            return fail(QStringLiteral("frame %1 of %2 changed between colour and gray").arg(nFrame).arg(nFrames));
         const int nLeft = static_cast<int>(std::lround((px + model.offsetX - dFieldW / 2.0 - dMinX) / kx));
         const int nTop = static_cast<int>(std::lround((dMaxY - (py + model.offsetY + dFieldH / 2.0)) / ky));
         const cv::Rect target = cv::Rect(nLeft, nTop, frame.cols, frame.rows) & cv::Rect(0, 0, nCanvasW, nCanvasH);

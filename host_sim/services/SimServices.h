@@ -68,6 +68,11 @@ public:
     int lastFrameCount() const { return m_nLastFrames; }
 
 private:
+    // Moves along the stretch and puts the pictures together; null, with a
+    // line for the operator, when a frame fails or the operator cancels.
+    IZKDbImage* combineStretch();
+
+    bool m_bCombining = false;
     ZKGePoint m_ptStart;
     ZKGePoint m_ptEnd;
     int m_nCamera = 0;
