@@ -30,6 +30,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <future>
+#include <thread>
+
 #include <algorithm>
 
 #include <opencv2/imgproc.hpp>
@@ -332,6 +335,42 @@ private slots:
         QCOMPARE(camera.framesConverted(), quint64(2));
         QCOMPARE(int(frame.at<uint8_t>(2, 4)), 15);
         QVERIFY(camera.framesReceived() > camera.framesConverted() + 10);
+    }
+
+    // Two clients of one camera (a panel's video thread and its GUI thread):
+    // each sized its buffer from what it was told itself. When the format
+    // changes and the other client has learnt of it, a grab of the first
+    // refuses the larger frame instead of writing it past its buffer.
+    void aGrabWritesOnlyWhatItsOwnThreadWasTold()
+    {
+        RawFeedCamera camera;
+        camera.feed(hostsim::pfnc::Mono8, 4, 4, std::vector<uint8_t>(16, 7));
+        QVERIFY(camera.waitForFrame(0, 5000));
+        std::promise<void> told, changed;
+        int nAnswer = -1;
+        std::vector<unsigned char> buffer(16 + 64, 0xAB); // 4 x 4 gray, then a guard
+        std::thread client([&] {
+            QCOMPARE(camera.IsColorful(), false);
+            camera.GetImageWidth(true);
+            camera.GetImageHeight(true);
+            told.set_value();
+            changed.get_future().wait();
+            nAnswer = camera.GrabImage(buffer.data());
+        });
+        told.get_future().wait();
+        std::vector<uint8_t> rgb(4 * 4 * 3, 9);
+        camera.feed(hostsim::pfnc::RGB8, 4, 4, rgb);
+        QTRY_VERIFY_WITH_TIMEOUT(camera.IsColorful(), 5000); // this thread learns of colour
+        camera.GetImageWidth(true);
+        camera.GetImageHeight(true);
+        changed.set_value();
+        client.join();
+        QCOMPARE(nAnswer, 2);
+        QVERIFY(std::all_of(buffer.begin() + 16, buffer.end(), [](unsigned char c) { return c == 0xAB; }));
+        // This thread was told colour: its grab gets the colour frame.
+        std::vector<unsigned char> colour(48, 0);
+        QCOMPARE(camera.GrabImage(colour.data()), 0);
+        QCOMPARE(int(colour[47]), 9);
     }
 
     // Frames of a format the host cannot show: one line to the operator naming

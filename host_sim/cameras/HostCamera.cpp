@@ -341,7 +341,7 @@ bool StreamingCamera::IsColorful()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::IsColorful()") + journalTag());
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_bAnnouncedColour = m_bColour;
+    announcedLocked().colour = m_bColour;
     return m_bColour;
 }
 
@@ -351,7 +351,7 @@ int StreamingCamera::GetImageWidth(bool bCurrent)
     std::lock_guard<std::mutex> lock(m_mutex);
     if (!bCurrent)
         return m_nLastWidth;
-    m_nAnnouncedWidth = m_nWidth;
+    announcedLocked().width = m_nWidth;
     return m_nWidth;
 }
 
@@ -361,8 +361,18 @@ int StreamingCamera::GetImageHeight(bool bCurrent)
     std::lock_guard<std::mutex> lock(m_mutex);
     if (!bCurrent)
         return m_nLastHeight;
-    m_nAnnouncedHeight = m_nHeight;
+    announcedLocked().height = m_nHeight;
     return m_nHeight;
+}
+
+StreamingCamera::Announced& StreamingCamera::announcedLocked()
+{
+    // Threads come and go (a panel's video thread per opening): the record
+    // is kept small by forgetting all but the caller's now and then.
+    const std::thread::id self = std::this_thread::get_id();
+    if (m_announced.size() > 32 && !m_announced.count(self))
+        m_announced.clear();
+    return m_announced[self];
 }
 
 int StreamingCamera::RawFrame::channels() const
@@ -415,8 +425,9 @@ int StreamingCamera::copyNewest(unsigned char* pBuffer, cv::Mat* pFrame)
         if (pBuffer) {
             // The client sized its buffer from the format announced last.
             const bool bColour = m_newest.channels() == 3;
-            if (m_newest.frameWidth() != m_nAnnouncedWidth || m_newest.frameHeight() != m_nAnnouncedHeight
-                || bColour != m_bAnnouncedColour)
+            const Announced& announced = announcedLocked();
+            if (m_newest.frameWidth() != announced.width || m_newest.frameHeight() != announced.height
+                || bColour != announced.colour)
                 return 2;
         }
         // The pixels are shared, never written again: converted without the lock.

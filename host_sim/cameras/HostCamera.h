@@ -18,6 +18,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -304,10 +305,17 @@ private:
     int m_nOpenCount = 0;
     int m_nWidth = 0, m_nHeight = 0;
     bool m_bColour = false;
-    // Format last announced to a client through IsColorful / GetImage*(true):
-    // the client sized its buffer from it.
-    int m_nAnnouncedWidth = 0, m_nAnnouncedHeight = 0;
-    bool m_bAnnouncedColour = false;
+    // Format last announced through IsColorful / GetImage*(true), for each
+    // client thread: each sized its buffer from what it was told itself, so
+    // that a format change seen by one client never makes the grab of another
+    // write a larger frame into the smaller buffer it had made.
+    struct Announced
+    {
+        int width = 0, height = 0;
+        bool colour = false;
+    };
+    std::map<std::thread::id, Announced> m_announced;
+    Announced& announcedLocked();
     int m_nLastWidth = 0, m_nLastHeight = 0;
 };
 
