@@ -7,6 +7,7 @@
 #include "HostJournal.h"
 #include "HostSim.h"
 #include "cameras/HostCamera.h"
+#include "cameras/PixelFormats.h"
 #include "cameras/SimCamera.h"
 #include "services/SimCameraManager.h"
 #include "drawing/SimDrawing.h"
@@ -28,6 +29,9 @@
 #include <QPainter>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <future>
+#include <thread>
 
 #include <algorithm>
 
@@ -72,6 +76,54 @@ private:
         return options;
     }
     const cv::Mat m_frame;
+};
+
+// A streaming camera whose device hands over its own pixels (as a GenICam
+// camera does): the format and the bytes can be changed while it runs.
+class RawFeedCamera : public hostsim::StreamingCamera
+{
+public:
+    RawFeedCamera() : StreamingCamera(feedOptions()) { startWorker(); }
+    ~RawFeedCamera() override { stopWorker(); }
+    QString typeName() const override { return QStringLiteral("RawFeed"); }
+    void CreateParamWidget(QWidget*) override {}
+
+    void feed(uint32_t nFormat, int nWidth, int nHeight, const std::vector<uint8_t>& bytes)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_nFormat = nFormat;
+        m_nWidth = nWidth;
+        m_nHeight = nHeight;
+        m_bytes = std::make_shared<const std::vector<uint8_t>>(bytes);
+    }
+
+protected:
+    bool openDevice(QString&) override { return true; }
+    ReadResult readFrame(cv::Mat&, int, QString&) override { return ReadResult::Timeout; }
+    ReadResult readRawFrame(RawFrame& frame, int, QString&) override
+    {
+        QThread::msleep(5);
+        std::lock_guard<std::mutex> lock(m_mutex);
+        frame = RawFrame();
+        frame.pixelFormat = m_nFormat;
+        frame.width = m_nWidth;
+        frame.height = m_nHeight;
+        frame.bytes = m_bytes;
+        return ReadResult::Frame;
+    }
+    void closeDevice() override {}
+
+private:
+    static Options feedOptions()
+    {
+        Options options;
+        options.name = QStringLiteral("RawFeed");
+        return options;
+    }
+    std::mutex m_mutex;
+    uint32_t m_nFormat = hostsim::pfnc::Mono8;
+    int m_nWidth = 1, m_nHeight = 1;
+    std::shared_ptr<const std::vector<uint8_t>> m_bytes = std::make_shared<const std::vector<uint8_t>>(1, 0);
 };
 
 // The first (luminance) quantization table of a baseline JPEG, sorted.
@@ -250,6 +302,100 @@ private slots:
             QVERIFY(std::all_of(pLine + nRow, pLine + nStride, [](unsigned char c) { return c == 0; }));
         }
         QVERIFY(std::all_of(buffer.end() - 16, buffer.end(), [](unsigned char c) { return c == 0xAB; }));
+    }
+
+    // A camera faster than its clients: the worker keeps the camera's own
+    // pixels and converts nothing; each grab converts the frame it takes.
+    void rawFramesAreConvertedOnlyWhenTaken()
+    {
+        const int w = 5, h = 3;
+        std::vector<uint8_t> mono16(size_t(w) * h * 2);
+        for (int i = 0; i < w * h; ++i) {
+            mono16[size_t(2 * i)] = 0x0F;                         // low bits: not shown
+            mono16[size_t(2 * i + 1)] = static_cast<uint8_t>(i + 1); // top bits: shown
+        }
+        RawFeedCamera camera;
+        camera.feed(hostsim::pfnc::Mono16, w, h, mono16);
+        QVERIFY(camera.waitForFrame(0, 5000));
+        const quint64 nBefore = camera.framesReceived();
+        QVERIFY(camera.waitForFrame(nBefore + 20, 5000));
+        QCOMPARE(camera.framesConverted(), quint64(0));
+        QCOMPARE(camera.IsColorful(), false);
+        QCOMPARE(camera.GetImageWidth(true), w);
+        QCOMPARE(camera.GetImageHeight(true), h);
+        const size_t nStride = 8; // 5 gray bytes padded to 8
+        std::vector<unsigned char> buffer(nStride * h, 0xAB);
+        QCOMPARE(camera.GrabImage(buffer.data()), 0);
+        QCOMPARE(camera.framesConverted(), quint64(1));
+        for (int y = 0; y < h; ++y)
+            for (size_t x = 0; x < nStride; ++x)
+                QCOMPARE(int(buffer[size_t(y) * nStride + x]), x < size_t(w) ? y * w + int(x) + 1 : 0);
+        cv::Mat frame;
+        QCOMPARE(camera.grabFrame(frame), 0);
+        QCOMPARE(camera.framesConverted(), quint64(2));
+        QCOMPARE(int(frame.at<uint8_t>(2, 4)), 15);
+        QVERIFY(camera.framesReceived() > camera.framesConverted() + 10);
+    }
+
+    // Two clients of one camera (a panel's video thread and its GUI thread):
+    // each sized its buffer from what it was told itself. When the format
+    // changes and the other client has learnt of it, a grab of the first
+    // refuses the larger frame instead of writing it past its buffer.
+    void aGrabWritesOnlyWhatItsOwnThreadWasTold()
+    {
+        RawFeedCamera camera;
+        camera.feed(hostsim::pfnc::Mono8, 4, 4, std::vector<uint8_t>(16, 7));
+        QVERIFY(camera.waitForFrame(0, 5000));
+        std::promise<void> told, changed;
+        int nAnswer = -1;
+        std::vector<unsigned char> buffer(16 + 64, 0xAB); // 4 x 4 gray, then a guard
+        std::thread client([&] {
+            QCOMPARE(camera.IsColorful(), false);
+            camera.GetImageWidth(true);
+            camera.GetImageHeight(true);
+            told.set_value();
+            changed.get_future().wait();
+            nAnswer = camera.GrabImage(buffer.data());
+        });
+        told.get_future().wait();
+        std::vector<uint8_t> rgb(4 * 4 * 3, 9);
+        camera.feed(hostsim::pfnc::RGB8, 4, 4, rgb);
+        QTRY_VERIFY_WITH_TIMEOUT(camera.IsColorful(), 5000); // this thread learns of colour
+        camera.GetImageWidth(true);
+        camera.GetImageHeight(true);
+        changed.set_value();
+        client.join();
+        QCOMPARE(nAnswer, 2);
+        QVERIFY(std::all_of(buffer.begin() + 16, buffer.end(), [](unsigned char c) { return c == 0xAB; }));
+        // This thread was told colour: its grab gets the colour frame.
+        std::vector<unsigned char> colour(48, 0);
+        QCOMPARE(camera.GrabImage(colour.data()), 0);
+        QCOMPARE(int(colour[47]), 9);
+    }
+
+    // Frames of a format the host cannot show: one line to the operator naming
+    // it, no frame handed out, and streaming again once the format changes.
+    void aFormatTheHostCannotShowIsToldOnce()
+    {
+        const int nLinesBefore = HostSim::operatorLines().size();
+        RawFeedCamera camera;
+        camera.feed(0x02300018u, 4, 4, std::vector<uint8_t>(96, 0));
+        QTRY_VERIFY_WITH_TIMEOUT(camera.lastError().contains(QStringLiteral("0x02300018")), 5000);
+        QTest::qWait(200); // many frames
+        const QStringList lines = HostSim::operatorLines(nLinesBefore);
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines.first().contains(QStringLiteral("0x02300018")) && lines.first().contains(QStringLiteral("RawFeed")),
+                 qPrintable(lines.first()));
+        QVERIFY2(camera.statusText().contains(QStringLiteral("cannot show")), qPrintable(camera.statusText()));
+        QCOMPARE(camera.framesReceived(), quint64(0));
+        std::vector<unsigned char> buffer(64);
+        QVERIFY(camera.GrabImage(buffer.data()) != 0);
+
+        camera.feed(hostsim::pfnc::Mono8, 4, 4, std::vector<uint8_t>(16, 7));
+        QVERIFY(camera.waitForFrame(0, 5000));
+        QVERIFY(camera.lastError().isEmpty());
+        QVERIFY2(camera.statusText().startsWith(QStringLiteral("streaming 4 x 4")), qPrintable(camera.statusText()));
+        QCOMPARE(HostSim::operatorLines(nLinesBefore).size(), 1);
     }
 
     // The host's own pictures of a frame (the image adapter's, the combine's)

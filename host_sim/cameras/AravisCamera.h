@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -43,6 +44,13 @@ struct GenicamParameters
     QString pixelFormat;
     QStringList pixelFormats;
     int width = 0, height = 0;
+    int offsetX = 0, offsetY = 0;             // the region's corner on the sensor
+    int sensorWidth = 0, sensorHeight = 0;    // 0 when the camera does not tell
+    QString triggerMode;                      // of the frame start trigger; empty when the camera has none
+    // Auto modes ("Off", "Once", "Continuous", as the camera names them);
+    // empty when the camera has no such mode. The lists are the camera's own.
+    QString exposureAuto, gainAuto, whiteBalanceAuto;
+    QStringList exposureAutoModes, gainAutoModes, whiteBalanceAutoModes;
     QString vendor, model, deviceId;
 };
 
@@ -64,6 +72,12 @@ public:
     void setGain(double dGain);
     void setFrameRate(double dFrameRate);
     void setPixelFormat(const QString& strFormat);
+    // Auto modes by the camera's names ("Off", "Once", "Continuous"). A
+    // manual exposure or gain posted later turns the matching mode off, as it
+    // does on the camera's own tools.
+    void setExposureAuto(const QString& strMode);
+    void setGainAuto(const QString& strMode);
+    void setWhiteBalanceAuto(const QString& strMode);
     // Has the worker read the settings from the camera again; false when that
     // did not happen within nTimeoutMs (camera away). For tests and tools.
     bool refreshParameters(int nTimeoutMs);
@@ -73,8 +87,8 @@ public:
     // Device ids of the cameras Aravis finds (takes about a second).
     static QStringList discover();
     // Converts one image of the camera into the host's format (CV_8UC1 gray or
-    // CV_8UC3 RGB, continuous). nStride 0 = rows packed. False with the reason
-    // for formats the host does not take.
+    // CV_8UC3 RGB, continuous): convertPixels of PixelFormats.h. nStride 0 =
+    // rows packed. False with the reason for formats the host does not take.
     static bool convertFrame(uint32_t nPixelFormat, int nWidth, int nHeight, const void* pData, size_t nSize,
                              cv::Mat& out, QString* pError, size_t nStride = 0);
     static QString pixelFormatName(uint32_t nPixelFormat);
@@ -82,6 +96,7 @@ public:
 protected:
     bool openDevice(QString& strError) override;
     ReadResult readFrame(cv::Mat& frame, int nTimeoutMs, QString& strError) override;
+    ReadResult readRawFrame(RawFrame& frame, int nTimeoutMs, QString& strError) override;
     bool probeDevice() override;
     void closeDevice() override;
     void serviceDevice() override;
@@ -93,11 +108,23 @@ private:
     {
         std::optional<QString> pixelFormat;
         std::optional<double> exposureUs, gain, frameRate;
+        std::optional<QString> exposureAuto, gainAuto, whiteBalanceAuto;
     };
     // Takes the posted settings and clears the dirty flag (m_settingsMutex held).
     PostedSettings takeSettingsLocked();
-    // Exposure, gain and frame rate to the device; a value it refuses is left.
+    // Exposure, gain, frame rate and auto modes to the device; a value it
+    // refuses is left.
     void applyExposureGainRate(const PostedSettings& settings);
+    // Acquisition running free: every trigger off. What could not be set is told to the operator.
+    void clearTriggers();
+    // The region: the size asked for (or the camera's), within the sensor
+    // and on the camera's steps, centred on the sensor so that the optical
+    // axis stays at the picture's centre. False with the reason.
+    bool centreRegion(QString& strError);
+    // One line to the operator, once per text while the camera is open.
+    void tellOnce(const QString& strLine);
+    // Pixels of a frame copied out of the stream's buffer (reused once nobody holds them).
+    std::shared_ptr<std::vector<uint8_t>> takeBytes(size_t nSize);
 
     bool startStream(QString& strError);
     void stopStream();
@@ -111,6 +138,10 @@ private:
     unsigned long m_nLostHandler = 0;
     std::atomic<bool> m_bControlLost{false};
     bool m_bGone = false; // the device stopped answering: no goodbye commands
+    int m_nSizeMismatches = 0; // frames larger than the buffers in a row
+    uint32_t m_nSeenFormat = 0; // pixel format of the frames last received
+    QStringList m_told;
+    std::vector<std::shared_ptr<std::vector<uint8_t>>> m_bytePool;
     // Releasing a camera that has gone waits for its command timeouts; that
     // happens on these threads so that reopening starts at once.
     std::vector<std::thread> m_releasers;
@@ -120,6 +151,7 @@ private:
     std::condition_variable m_refreshed;
     std::optional<double> m_exposureUs, m_gain, m_frameRate;
     std::optional<QString> m_pixelFormat;
+    std::optional<QString> m_exposureAuto, m_gainAuto, m_whiteBalanceAuto;
     bool m_bSettingsDirty = false;
     quint64 m_nRefreshWanted = 0;
     quint64 m_nRefreshDone = 0;

@@ -3,6 +3,7 @@
 #include "HostJournal.h"
 #include "HostSim.h"
 #include "HostState.h"
+#include "cameras/PixelFormats.h"
 
 #include <chrono>
 #include <cstdio>
@@ -250,21 +251,39 @@ void StreamingCamera::run()
         }
 
         serviceDevice();
-        cv::Mat frame;
+        RawFrame frame;
         QString strError;
-        const ReadResult result = readFrame(frame, 100, strError);
-        if (result == ReadResult::Frame && !frame.empty()) {
-            frame = model().alignFrame(frame);
+        const ReadResult result = readRawFrame(frame, 100, strError);
+        if (result == ReadResult::Frame && frame.channels() == 0 && frame.pixelFormat) {
+            // Frames keep coming but cannot be shown: said once per format,
+            // and the camera counts as streaming nothing.
+            const QString strWhy = QStringLiteral("camera %1 sends %2 pictures, which the host cannot show: choose "
+                                                  "another pixel format in the camera parameter dialog")
+                                       .arg(m_options.name, pixelFormatName(frame.pixelFormat));
+            bool bTell = false;
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_strError = strWhy;
+                bTell = m_nRefusedFormat != frame.pixelFormat;
+                m_nRefusedFormat = frame.pixelFormat;
+            }
+            if (bTell)
+                HostSim::tellOperator(strWhy);
+            nLastFrameUs = steadyMicroseconds();
+            continue;
+        }
+        if (result == ReadResult::Frame && frame.frameWidth() > 0 && frame.frameHeight() > 0) {
             nLastFrameUs = steadyMicroseconds();
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
-                m_newest = frame;
+                m_nWidth = frame.frameWidth();
+                m_nHeight = frame.frameHeight();
+                m_bColour = frame.channels() == 3;
+                m_newest = std::move(frame);
                 m_nNewestUs = nLastFrameUs;
                 m_strError.clear();
+                m_nRefusedFormat = 0;
                 ++m_nFrames;
-                m_nWidth = frame.cols;
-                m_nHeight = frame.rows;
-                m_bColour = frame.channels() == 3;
             }
             m_frameArrived.notify_all();
             continue;
@@ -322,7 +341,7 @@ bool StreamingCamera::IsColorful()
 {
     HostSim::journal().append(QStringLiteral("IZKVisionCamera::IsColorful()") + journalTag());
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_bAnnouncedColour = m_bColour;
+    announcedLocked().colour = m_bColour;
     return m_bColour;
 }
 
@@ -332,7 +351,7 @@ int StreamingCamera::GetImageWidth(bool bCurrent)
     std::lock_guard<std::mutex> lock(m_mutex);
     if (!bCurrent)
         return m_nLastWidth;
-    m_nAnnouncedWidth = m_nWidth;
+    announcedLocked().width = m_nWidth;
     return m_nWidth;
 }
 
@@ -342,42 +361,109 @@ int StreamingCamera::GetImageHeight(bool bCurrent)
     std::lock_guard<std::mutex> lock(m_mutex);
     if (!bCurrent)
         return m_nLastHeight;
-    m_nAnnouncedHeight = m_nHeight;
+    announcedLocked().height = m_nHeight;
     return m_nHeight;
+}
+
+StreamingCamera::Announced& StreamingCamera::announcedLocked()
+{
+    // Threads come and go (a panel's video thread per opening): the record
+    // is kept small by forgetting all but the caller's now and then.
+    const std::thread::id self = std::this_thread::get_id();
+    if (m_announced.size() > 32 && !m_announced.count(self))
+        m_announced.clear();
+    return m_announced[self];
+}
+
+int StreamingCamera::RawFrame::channels() const
+{
+    return pixelFormat ? pixelFormatChannels(pixelFormat) : image.channels();
+}
+
+bool StreamingCamera::RawFrame::convert(cv::Mat& out, QString* pError) const
+{
+    if (!pixelFormat) {
+        if (out.rows == image.rows && out.cols == image.cols && out.type() == image.type())
+            image.copyTo(out);
+        else
+            out = image.clone();
+        return !out.empty();
+    }
+    if (!bytes)
+        return false;
+    return convertPixels(pixelFormat, width, height, bytes->data(), bytes->size(), out, pError, stride);
+}
+
+StreamingCamera::ReadResult StreamingCamera::readRawFrame(RawFrame& frame, int nTimeoutMs, QString& strError)
+{
+    frame = RawFrame();
+    return readFrame(frame.image, nTimeoutMs, strError);
 }
 
 int StreamingCamera::copyNewest(unsigned char* pBuffer, cv::Mat* pFrame)
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    if (m_bEnded)
-        return 1;
-    if (!pBuffer && !pFrame)
-        return 2;
-    if (m_state != State::Streaming)
-        return 2;
-    // Nothing new since the last grab: wait at most about one frame for the
-    // next one, so that a live view gets every frame without ever waiting on
-    // a camera that stopped.
-    if (m_nFrames == m_nDelivered || m_newest.empty())
-        m_frameArrived.wait_for(lock, std::chrono::milliseconds(40), [this, nSeen = m_nFrames] {
-            return m_nFrames != nSeen || m_bEnded;
-        });
-    if (m_bEnded)
-        return 1;
-    if (m_newest.empty() || steadyMicroseconds() - m_nNewestUs > qint64(m_options.staleMs) * 1000)
-        return 2;
-    if (pBuffer) {
-        // The client sized its buffer from the format announced last.
-        const bool bColour = m_newest.channels() == 3;
-        if (m_newest.cols != m_nAnnouncedWidth || m_newest.rows != m_nAnnouncedHeight || bColour != m_bAnnouncedColour)
+    RawFrame raw;
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (m_bEnded)
+            return 1;
+        if (!pBuffer && !pFrame)
             return 2;
-        writeFrameRows(m_newest, pBuffer);
-    } else {
-        *pFrame = m_newest.clone();
+        if (m_state != State::Streaming)
+            return 2;
+        // Nothing new since the last grab: wait at most about one frame for the
+        // next one, so that a live view gets every frame without ever waiting on
+        // a camera that stopped.
+        if (m_nFrames == m_nDelivered || m_nNewestUs == 0)
+            m_frameArrived.wait_for(lock, std::chrono::milliseconds(40), [this, nSeen = m_nFrames] {
+                return m_nFrames != nSeen || m_bEnded;
+            });
+        if (m_bEnded)
+            return 1;
+        if (m_nNewestUs == 0 || steadyMicroseconds() - m_nNewestUs > qint64(m_options.staleMs) * 1000)
+            return 2;
+        if (pBuffer) {
+            // The client sized its buffer from the format announced last.
+            const bool bColour = m_newest.channels() == 3;
+            const Announced& announced = announcedLocked();
+            if (m_newest.frameWidth() != announced.width || m_newest.frameHeight() != announced.height
+                || bColour != announced.colour)
+                return 2;
+        }
+        // The pixels are shared, never written again: converted without the lock.
+        raw = m_newest;
+        m_nDelivered = m_nFrames;
+        m_nLastWidth = raw.frameWidth();
+        m_nLastHeight = raw.frameHeight();
     }
-    m_nDelivered = m_nFrames;
-    m_nLastWidth = m_newest.cols;
-    m_nLastHeight = m_newest.rows;
+
+    const CameraModel frameModel = model();
+    const bool bTurn = frameModel.needsResampling() && frameModel.isValid();
+    const int nChannels = raw.channels();
+    const int nType = nChannels == 3 ? CV_8UC3 : CV_8UC1;
+    bool bOk = false;
+    if (pBuffer && !bTurn) {
+        // Straight into the client's rows, then zeros in the padding.
+        const int nStride = frameStride(raw.frameWidth(), nChannels);
+        cv::Mat rows(raw.frameHeight(), raw.frameWidth(), nType, pBuffer, size_t(nStride));
+        bOk = raw.convert(rows, nullptr) && rows.data == pBuffer;
+        const size_t nRow = size_t(raw.frameWidth()) * size_t(nChannels);
+        if (bOk && nRow != size_t(nStride))
+            for (int y = 0; y < raw.frameHeight(); ++y)
+                std::memset(pBuffer + size_t(y) * size_t(nStride) + nRow, 0, size_t(nStride) - nRow);
+    } else {
+        cv::Mat frame;
+        bOk = raw.convert(frame, nullptr);
+        if (bOk && bTurn)
+            frame = frameModel.alignFrame(frame);
+        if (bOk && pBuffer)
+            writeFrameRows(frame, pBuffer);
+        else if (bOk)
+            *pFrame = frame;
+    }
+    if (!bOk)
+        return 2;
+    ++m_nConverted;
     ++m_nGrabCount;
     return 0;
 }
@@ -489,6 +575,8 @@ QString StreamingCamera::statusText() const
     std::lock_guard<std::mutex> lock(m_mutex);
     switch (m_state) {
     case State::Streaming:
+        if (m_nRefusedFormat)
+            return m_strError;
         return m_nFrames ? QStringLiteral("streaming %1 x %2 %3")
                                .arg(m_nWidth)
                                .arg(m_nHeight)

@@ -17,9 +17,13 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace hostsim {
 
@@ -178,6 +182,29 @@ public:
         int silenceMs = 3000;    // no frame for this long: the device is checked
     };
 
+    // A frame as the device delivered it. The worker keeps the newest one as
+    // it is; it becomes a host frame (converted, then turned into the
+    // machine's axes) only when a client takes it, so that a camera running
+    // faster than the live view costs no conversion for the frames nobody sees.
+    struct RawFrame
+    {
+        // GenICam pixel format of bytes (see PixelFormats.h); 0 when image
+        // already holds the host frame (CV_8UC3 RGB or CV_8UC1).
+        uint32_t pixelFormat = 0;
+        int width = 0, height = 0;
+        size_t stride = 0; // 0 = rows packed as the format packs them
+        std::shared_ptr<const std::vector<uint8_t>> bytes;
+        cv::Mat image;
+
+        int frameWidth() const { return pixelFormat ? width : image.cols; }
+        int frameHeight() const { return pixelFormat ? height : image.rows; }
+        // 1 or 3 for the host frame it gives; 0 when the host cannot show it.
+        int channels() const;
+        // The host frame (CV_8UC3 RGB or CV_8UC1), written into out in place
+        // when out already has its size and type; false when it cannot be made.
+        bool convert(cv::Mat& out, QString* pError) const;
+    };
+
     explicit StreamingCamera(const Options& options);
     ~StreamingCamera() override;
 
@@ -210,6 +237,8 @@ public:
     bool waitForFrame(quint64 nAfterFrame, int nTimeoutMs) const;
     // Time the newest frame arrived, steady clock in microseconds (0 = none).
     qint64 newestFrameArrivalUs() const;
+    // Frames turned into host frames so far (each grab of a frame converts it).
+    quint64 framesConverted() const { return m_nConverted.load(); }
 
 protected:
     enum class ReadResult
@@ -225,6 +254,11 @@ protected:
     // still answers; closeDevice releases everything, also after a loss.
     virtual bool openDevice(QString& strError) = 0;
     virtual ReadResult readFrame(cv::Mat& frame, int nTimeoutMs, QString& strError) = 0;
+    // The same, for a device that hands over its own pixels: the frame is
+    // kept as delivered and converted when taken. By default readFrame's
+    // frame. A frame of a format the host cannot show is refused here with
+    // one line to the operator naming the format.
+    virtual ReadResult readRawFrame(RawFrame& frame, int nTimeoutMs, QString& strError);
     virtual bool probeDevice() { return true; }
     virtual void closeDevice() = 0;
     // Applies settings posted from other threads (worker thread, device open).
@@ -255,6 +289,7 @@ private:
     std::thread m_worker;
     std::atomic<bool> m_bQuit{false};
     std::atomic<int> m_nGrabCount{0};
+    std::atomic<quint64> m_nConverted{0};
 
     // Guarded by m_mutex.
     State m_state = State::Connecting;
@@ -263,17 +298,25 @@ private:
     bool m_bCalibrated = true;
     bool m_bWakeRequested = false;
     QString m_strError;
-    cv::Mat m_newest;
+    RawFrame m_newest;
+    uint32_t m_nRefusedFormat = 0; // the format last told to the operator as not shown
     qint64 m_nNewestUs = 0;
     quint64 m_nFrames = 0;
     quint64 m_nDelivered = 0;
     int m_nOpenCount = 0;
     int m_nWidth = 0, m_nHeight = 0;
     bool m_bColour = false;
-    // Format last announced to a client through IsColorful / GetImage*(true):
-    // the client sized its buffer from it.
-    int m_nAnnouncedWidth = 0, m_nAnnouncedHeight = 0;
-    bool m_bAnnouncedColour = false;
+    // Format last announced through IsColorful / GetImage*(true), for each
+    // client thread: each sized its buffer from what it was told itself, so
+    // that a format change seen by one client never makes the grab of another
+    // write a larger frame into the smaller buffer it had made.
+    struct Announced
+    {
+        int width = 0, height = 0;
+        bool colour = false;
+    };
+    std::map<std::thread::id, Announced> m_announced;
+    Announced& announcedLocked();
     int m_nLastWidth = 0, m_nLastHeight = 0;
 };
 
