@@ -28,7 +28,7 @@
 //   U and one V. An odd width's last pixel has no V of its own: it takes the
 //   one of the pair before it (or neutral when the row is one pixel wide).
 
-#include "host/HXL_HostExport.h"
+#include "HostSimExport.h"
 
 #include <QString>
 #include <QStringList>
@@ -74,18 +74,18 @@ constexpr uint32_t YUV422_8 = 0x02100032u;      // YUYV; also "YUV422_YUYV_Packe
 } // namespace pfnc
 
 // The format's name ("Mono12p"); "0x0110abcd" for a code the host does not know.
-HXL_HOST_EXPORT QString pixelFormatName(uint32_t nPixelFormat);
+HXL_HOSTSIM_EXPORT QString pixelFormatName(uint32_t nPixelFormat);
 // The code of a format name (also the older GigE Vision names); 0 when unknown.
-HXL_HOST_EXPORT uint32_t pixelFormatFromName(const QString& strName);
+HXL_HOSTSIM_EXPORT uint32_t pixelFormatFromName(const QString& strName);
 // True when the host can show pictures of this format.
-HXL_HOST_EXPORT bool isPixelFormatShown(uint32_t nPixelFormat);
+HXL_HOSTSIM_EXPORT bool isPixelFormatShown(uint32_t nPixelFormat);
 // The names of every format the host shows.
-HXL_HOST_EXPORT QStringList shownPixelFormatNames();
+HXL_HOSTSIM_EXPORT QStringList shownPixelFormatNames();
 // 1 (gray) or 3 (colour) for the frames a format gives; 0 when not shown.
-HXL_HOST_EXPORT int pixelFormatChannels(uint32_t nPixelFormat);
+HXL_HOSTSIM_EXPORT int pixelFormatChannels(uint32_t nPixelFormat);
 // Bytes a picture of this format and size needs at least (nStride 0 = rows
 // packed as the format packs them); 0 when not shown or empty.
-HXL_HOST_EXPORT size_t pixelFormatMinimumBytes(uint32_t nPixelFormat, int nWidth, int nHeight, size_t nStride = 0);
+HXL_HOSTSIM_EXPORT size_t pixelFormatMinimumBytes(uint32_t nPixelFormat, int nWidth, int nHeight, size_t nStride = 0);
 
 // Converts one raw picture into a host frame (CV_8UC1, or CV_8UC3 in red,
 // green, blue order). When out already has the frame's size and type its
@@ -93,7 +93,7 @@ HXL_HOST_EXPORT size_t pixelFormatMinimumBytes(uint32_t nPixelFormat, int nWidth
 // host's frame layout); otherwise it is allocated continuous. False with the
 // reason (naming the format) for a format the host does not show, an empty
 // picture or too few bytes; out is then left as it was.
-HXL_HOST_EXPORT bool convertPixels(uint32_t nPixelFormat, int nWidth, int nHeight, const void* pData, size_t nSize,
+HXL_HOSTSIM_EXPORT bool convertPixels(uint32_t nPixelFormat, int nWidth, int nHeight, const void* pData, size_t nSize,
                                    cv::Mat& out, QString* pError, size_t nStride = 0);
 
 } // namespace hostsim
