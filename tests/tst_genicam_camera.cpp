@@ -13,6 +13,8 @@
 #include "cameras/SimCamera.h"
 #include "services/SimCameraManager.h"
 #include "services/SimMachine.h"
+#include "services/SimServices.h"
+#include "drawing/SimDrawing.h"
 #include "calibration/CalibrationRun.h"
 #include "calibration/CameraModel.h"
 
@@ -808,6 +810,46 @@ private slots:
         QCOMPARE(nConverted, quint64(pCamera->grabCount()));
         QVERIFY2(nConverted * 3 < nReceived * 2,
                  qPrintable(QStringLiteral("%1 of %2 frames converted").arg(nConverted).arg(nReceived)));
+    }
+
+    // The host's image combine asks the camera, not its kind: along a
+    // stretch the fake camera's frames make one picture of the stretch's
+    // extent, every part of it covered.
+    void combiningWorksWithTheFakeCamera()
+    {
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"), 640, 480);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        HostSim::machine().setPosition(0.0, 0.0);
+        HostSim::machine().setSpeed(200.0);
+        hostsim::SimCombineManager& combine = HostSim::combineManager();
+        combine.SetCameraIndex(0);
+        combine.SetCombineStartPos(ZKGePoint(0, 0, 0));
+        combine.SetCombineEndPos(ZKGePoint(30, 0, 0));
+        const int nLines = HostSim::operatorLines().size();
+        IZKDbImage* pImage = combine.CombineImage();
+        HostSim::machine().setSpeed(0.0);
+        QVERIFY2(pImage, qPrintable(HostSim::operatorLines(nLines).join(QLatin1Char('\n'))));
+        const double k = pCamera->mmPerPixel();
+        double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+        pImage->GetExtents(x0, y0, x1, y1);
+        QCOMPARE(x1 - x0, 30.0 + 640 * k);
+        QCOMPARE(y1 - y0, 480 * k);
+        int w = 0, h = 0;
+        pImage->GetImageSize(w, h);
+        QCOMPARE(QSize(w, h), QSize(int(std::lround((30.0 + 640 * k) / k)), 480));
+        QVERIFY(combine.lastFrameCount() >= 3);
+        // The fake camera's ramp everywhere: no stretch of the canvas left black.
+        const QImage image = dynamic_cast<hostsim::SimDbImage*>(pImage)->image();
+        int nColumnsBlack = 0;
+        for (int x = 0; x < image.width(); x += 4) {
+            bool bAllBlack = true;
+            for (int y = 0; y < image.height() && bAllBlack; y += 16)
+                bAllBlack = qGray(image.pixel(x, y)) == 0;
+            nColumnsBlack += bAllBlack;
+        }
+        QCOMPARE(nColumnsBlack, 0);
+        pImage->Release();
     }
 
     void configurationListsTheCameras()
