@@ -17,9 +17,56 @@
 #include <algorithm>
 #include <vector>
 
+#include <QTemporaryFile>
+#include <atomic>
+#include <thread>
+#include <opencv2/videoio.hpp>
 #include <linux/videodev2.h>
 
 Q_DECLARE_METATYPE(hostsim::V4l2Camera::ControlWrite)
+
+namespace {
+
+// A capture of a device that never sends a frame: grab() blocks for the
+// select timeout OpenCV would take from the environment, then fails.
+class StalledCapture : public cv::VideoCapture
+{
+public:
+    explicit StalledCapture(std::atomic<int>* pGrabs) : m_pGrabs(pGrabs) {}
+    bool open(const cv::String&, int) override { return m_bOpen = true; }
+    bool isOpened() const override { return m_bOpen; }
+    void release() override { m_bOpen = false; }
+    bool grab() override
+    {
+        ++*m_pGrabs;
+        const int nSeconds = qEnvironmentVariableIntValue("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT");
+        std::this_thread::sleep_for(std::chrono::seconds(nSeconds > 0 ? nSeconds : 10));
+        return false;
+    }
+    bool retrieve(cv::OutputArray, int) override { return false; }
+    bool set(int nProperty, double dValue) override
+    {
+        if (nProperty == cv::CAP_PROP_FOURCC)
+            m_dFourcc = dValue;
+        return true;
+    }
+    double get(int nProperty) const override
+    {
+        switch (nProperty) {
+        case cv::CAP_PROP_FOURCC: return m_dFourcc;
+        case cv::CAP_PROP_FRAME_WIDTH: return 640;
+        case cv::CAP_PROP_FRAME_HEIGHT: return 480;
+        default: return 0;
+        }
+    }
+
+private:
+    std::atomic<int>* m_pGrabs;
+    bool m_bOpen = false;
+    double m_dFourcc = 0;
+};
+
+} // namespace
 
 using hostsim::HostSim;
 using hostsim::V4l2Camera;
@@ -313,6 +360,37 @@ private slots:
             QCOMPARE(qgetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"), QByteArray("3"));
         }
         qputenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "1");
+    }
+
+    // A webcam that stops answering: each wait for its next frame ends after
+    // OpenCV's select timeout, which the host sets to one second, so a
+    // setting posted meanwhile and the end of the camera wait at most about
+    // that. The capture object stands in for OpenCV's: its grab blocks for
+    // that timeout and fails, as OpenCV's does on a silent device.
+    void aStalledWebcamHoldsNothingUpLongerThanASecond()
+    {
+        qunsetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT");
+        QTemporaryFile node(m_dir.filePath(QStringLiteral("videoXXXXXX")));
+        QVERIFY(node.open()); // the device node is there; it never sends a frame
+        std::atomic<int> nGrabs{0};
+        hostsim::V4l2Setup setup;
+        setup.device = node.fileName();
+        setup.makeCapture = [&nGrabs] { return std::unique_ptr<cv::VideoCapture>(new StalledCapture(&nGrabs)); };
+        std::unique_ptr<V4l2Camera> pCamera(new V4l2Camera(setup));
+        QCOMPARE(qgetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"), QByteArray("1"));
+        QTRY_VERIFY_WITH_TIMEOUT(nGrabs.load() >= 1, 5000); // the worker waits on the device now
+
+        QElapsedTimer clock;
+        clock.start();
+        pCamera->setControl(V4l2Camera::Control::Gain, 5);
+        // The node is a plain file: writing the control fails, which shows it was tried.
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->lastError().contains(QStringLiteral("refused a control value")), 5000);
+        QVERIFY2(clock.elapsed() < 1600, qPrintable(QStringLiteral("%1 ms").arg(clock.elapsed())));
+
+        QTRY_VERIFY_WITH_TIMEOUT(nGrabs.load() >= 3, 5000);
+        clock.restart();
+        pCamera.reset();
+        QVERIFY2(clock.elapsed() < 1600, qPrintable(QStringLiteral("%1 ms").arg(clock.elapsed())));
     }
 
     void damagedOrUnknownBuffersAreRefused_data()

@@ -281,7 +281,7 @@ bool V4l2Camera::openDevice(QString& strError)
         strError = QStringLiteral("no V4L2 device at %1 (is the webcam plugged in?)").arg(m_setup.device);
         return false;
     }
-    m_pCapture = std::make_unique<cv::VideoCapture>();
+    m_pCapture = m_setup.makeCapture ? m_setup.makeCapture() : std::make_unique<cv::VideoCapture>();
     if (!m_pCapture->open(m_setup.device.toStdString(), cv::CAP_V4L2)) {
         strError = QStringLiteral("%1 cannot be opened as a V4L2 capture device").arg(m_setup.device);
         return false;

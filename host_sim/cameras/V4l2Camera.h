@@ -9,6 +9,7 @@
 #include <QVector>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -28,6 +29,9 @@ struct V4l2Setup
     double mmPerPixel = 0.02;
     bool calibrated = true;
     int retryMs = 1000;
+    // Makes the capture object the camera opens the device with (empty:
+    // OpenCV's own). Tests give a capture that behaves like a stalled device.
+    std::function<std::unique_ptr<cv::VideoCapture>()> makeCapture;
 };
 
 // One control of the device (V4L2 VIDIOC_QUERYCTRL).
