@@ -27,18 +27,7 @@ set(exampleBuild "${WORK_DIR}/example-build")
 file(REMOVE_RECURSE "${WORK_DIR}")
 file(MAKE_DIRECTORY "${WORK_DIR}/work")
 
-function(run_step name timeout)
-  string(TIMESTAMP started "%s")
-  execute_process(COMMAND ${ARGN}
-    RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT ${timeout})
-  string(TIMESTAMP ended "%s")
-  math(EXPR seconds "${ended} - ${started}")
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "step '${name}' failed (${rc}) after ${seconds} s\n--- output\n${out}\n--- errors\n${err}")
-  endif()
-  message(STATUS "step '${name}': ok (${seconds} s)")
-  set(step_output "${out}${err}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/RunStep.cmake")
 
 # --- 1. the module alone ------------------------------------------------------------------
 run_step("install module" 60 ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}" --config ${CONFIG}
