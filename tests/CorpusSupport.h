@@ -5,8 +5,10 @@
 // with a fixed seed), so that a failing case can be named and made again.
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 #include <QVector>
+#include <QtTest>
 
 #include <random>
 
@@ -93,6 +95,20 @@ inline QByteArray noise(int nSize, unsigned nGenerator)
     for (int i = 0; i < nSize; ++i)
         bytes[i] = static_cast<char>(random() & 0xff);
     return bytes;
+}
+
+// The file's bytes written whole (the calling test fails otherwise), and read back.
+inline void writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), qint64(bytes.size()));
+}
+
+inline QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace corpus

@@ -27,6 +27,8 @@
 
 #include <cmath>
 
+using corpus::readFile;
+using corpus::writeFile;
 using hostsim::HostSim;
 
 namespace {
@@ -123,19 +125,6 @@ private:
     QStringList asideFiles() const
     {
         return QDir(m_pDir->path()).entryList({hostsim::SimCameraManager::configFileName() + ".corrupt-*"});
-    }
-
-    static void writeFile(const QString& path, const QByteArray& bytes)
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), qint64(bytes.size()));
-    }
-
-    static QByteArray readFile(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     // The record as the host holds it, cameras left out.

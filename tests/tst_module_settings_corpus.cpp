@@ -30,6 +30,8 @@
 #include <cmath>
 #include <functional>
 
+using corpus::readFile;
+using corpus::writeFile;
 using hostsim::HostSim;
 
 namespace {
@@ -172,19 +174,6 @@ private:
     QStringList keptCopies() const
     {
         return QDir(m_pDir->path()).entryList({QStringLiteral("qcv.dat.corrupt-*")}, QDir::Files, QDir::Name);
-    }
-
-    static void writeFile(const QString& path, const QByteArray& bytes)
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), qint64(bytes.size()));
-    }
-
-    static QByteArray readFile(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     static void scramble()
