@@ -127,6 +127,24 @@ measure() {
   kill "$viewer"
   wait "$viewer" 2>/dev/null || true
 
+  # --- receiving alone ----------------------------------------------------------------
+  # Aravis's own test program receiving the same stream the way the demo host
+  # receives it (32 KiB packets on loopback, plain socket) and doing nothing
+  # with the frames: the floor no viewer can go under.
+  camera_format "$format"
+  arv-camera-test-0.8 -n 127.0.0.1 -f "$rate" -w 1280 -h 1024 -a -i 32768 --no-packet-socket \
+    >"$tmp/floor.log" 2>&1 &
+  local floor=$!
+  pids+=($floor)
+  sleep 5
+  kill -0 "$floor" 2>/dev/null || die "arv-camera-test did not stream the fake camera ($(tail -1 "$tmp/floor.log"))"
+  before=$(cpu_ms "$floor")
+  sleep "$seconds"
+  after=$(cpu_ms "$floor")
+  floor_ms_s=$(awk -v a="$before" -v b="$after" -v s="$seconds" 'BEGIN { printf "%.1f", (b - a) / s }')
+  kill "$floor"
+  wait "$floor" 2>/dev/null || true
+
   # --- the demo host -----------------------------------------------------------------
   # The panel shows about ten frames a second whatever the camera's rate.
   camera_format "$format"
@@ -140,13 +158,18 @@ measure() {
   demo_fps=$(sed -n 's/.*: \([0-9.]*\) frames\/s.*/\1/p' <<<"$line")
   demo_frame=$(sed -n 's/.*frames (\([^)]*\)).*/\1/p' <<<"$line")
   ratio=$(awk -v d="$demo_ms" -v v="$viewer_ms" 'BEGIN { printf "%.2f", d / v }')
-  rows+=("| $format | $viewer_ms ms | $demo_ms ms | $demo_fps/s ($demo_frame) | $ratio |")
+  # What each program spends beyond receiving, per shown frame.
+  local above viewer_above ratio_above
+  above=$(awk -v d="$demo_ms" -v f="$floor_ms_s" -v n="$demo_fps" 'BEGIN { printf "%.2f", d - f / n }')
+  viewer_above=$(awk -v v="$viewer_ms" -v f="$floor_ms_s" -v r="$rate" 'BEGIN { printf "%.2f", v - f / r }')
+  ratio_above=$(awk -v a="$above" -v v="$viewer_above" 'BEGIN { printf "%.2f", a / v }')
+  rows+=("| $format | $viewer_ms ms | $demo_ms ms | $demo_fps/s ($demo_frame) | $ratio | $floor_ms_s ms/s | $viewer_above ms | $above ms | $ratio_above |")
 }
 
 rows=()
 for f in "${format_list[@]}"; do measure "$f"; done
 echo "fake GigE camera 1280x1024 at $rate frames/s, Xvfb $DISPLAY, ${seconds} s each after a warm-up, $(nproc) CPUs"
-echo "| format | arv-viewer-0.8 CPU per shown frame ($rate/s shown) | camera_host CPU per shown frame | camera_host frames shown | demo / viewer |"
-echo "|---|---|---|---|---|"
+echo "| format | arv-viewer-0.8 CPU per shown frame ($rate/s shown) | camera_host CPU per shown frame | camera_host frames shown | demo / viewer | receiving alone (arv-camera-test-0.8), CPU a second | viewer beyond receiving, per shown frame | demo beyond receiving, per shown frame | demo / viewer beyond receiving |"
+echo "|---|---|---|---|---|---|---|---|---|"
 printf '%s\n' "${rows[@]}"
 echo "target: demo / viewer <= 0.10"

@@ -37,11 +37,14 @@
 #include <QSlider>
 #include <QSpacerItem>
 #include <QStyledItemDelegate>
+#include <QStackedWidget>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTextCodec>
 #include <QTimerEvent>
 #include <QVBoxLayout>
 
+#include <array>
 #include <cstdio>
 #include <new>
 
@@ -57,6 +60,57 @@ constexpr int kPictureLayer = 210;
 constexpr int kCalibRangeLayer = 480;
 constexpr int kSelectedRangeLayer = 360;
 const std::vector<int> kKeptLayers = {210, 370, 380, 390, 400, 360, 410};
+
+// Sets a picture on the live-picture label. A picture without transparency
+// that covers the whole label (the live view's are composed at the label's
+// size) marks the label opaque: ten times a second a new picture then
+// repaints the label alone, not the panel and the host's window behind it.
+void showOnLabel(QLabel* pLabel, const QPixmap& pixmap)
+{
+    const QSize pictureSize = pixmap.size() / pixmap.devicePixelRatio();
+    const bool bCovers = !pixmap.isNull() && !pixmap.hasAlphaChannel() && pLabel->contentsRect() == pLabel->rect()
+        && pictureSize.width() >= pLabel->width() && pictureSize.height() >= pLabel->height();
+    pLabel->setAttribute(Qt::WA_OpaquePaintEvent, bCovers);
+    pLabel->setPixmap(pixmap);
+}
+
+// QLabel asks its layout to look again for every picture it is given, and
+// every layout on the way passes the request up: ten times a second the tab
+// widget laid out its tab bar and pages again and repainted itself whole,
+// and the host's window after it. The tab widget lays out from the sizes
+// its tab bar and page stack ask for and its own size: a request that finds
+// them as the last one left them is already answered, and goes no further.
+class SettledLayoutFilter : public QObject
+{
+public:
+    explicit SettledLayoutFilter(QTabWidget* pTabWidget)
+        : QObject(pTabWidget), m_pTabWidget(pTabWidget)
+    {
+    }
+
+    bool eventFilter(QObject* pWatched, QEvent* pEvent) override
+    {
+        if (pWatched != m_pTabWidget || pEvent->type() != QEvent::LayoutRequest)
+            return false;
+        auto* pStack = m_pTabWidget->findChild<QStackedWidget*>(QString(), Qt::FindDirectChildrenOnly);
+        const QTabBar* pBar = m_pTabWidget->tabBar();
+        if (!pStack || !pBar)
+            return false;
+        const std::array<QSize, 7> sizes = {pBar->sizeHint(),      pBar->minimumSizeHint(),   pStack->sizeHint(),
+                                            pStack->minimumSizeHint(), pStack->minimumSize(), pStack->maximumSize(),
+                                            m_pTabWidget->size()};
+        if (m_bSeen && sizes == m_sizes)
+            return true;
+        m_bSeen = true;
+        m_sizes = sizes;
+        return false;
+    }
+
+private:
+    QTabWidget* m_pTabWidget;
+    bool m_bSeen = false;
+    std::array<QSize, 7> m_sizes;
+};
 
 // Sharpening combo index <-> the host's kernel size.
 int kernelFromIndex(int nIndex)
@@ -268,6 +322,7 @@ void ZKCostomCameraWidget::InitWidget()
 
     m_pTabWidget = new QTabWidget(this);
     m_pTabWidget->addTab(pPage1, HXL_Text(3));
+    m_pTabWidget->installEventFilter(new SettledLayoutFilter(m_pTabWidget));
     connect(m_pShowLabel, &HXLDisplayLabel::sigDbClicked, this, &ZKCostomCameraWidget::slotShowPreviewFullScreen);
 
     // Page 2: the pre-processing controls.
@@ -563,7 +618,7 @@ void ZKCostomCameraWidget::OnEvent(int nEventId, int* pParam)
                 if (pParam)
                     *pParam = -1;
             } else if (m_pShowLabel) {
-                m_pShowLabel->setPixmap(pixmap);
+                showOnLabel(m_pShowLabel, pixmap);
             }
         }
         break;
@@ -595,7 +650,7 @@ void ZKCostomCameraWidget::slotUpdatePhotographBtn(int ienable)
 void ZKCostomCameraWidget::slotUpdataShowLabel(QPixmap pixmap)
 {
     if (m_pShowLabel)
-        m_pShowLabel->setPixmap(pixmap);
+        showOnLabel(m_pShowLabel, pixmap);
 }
 
 void ZKCostomCameraWidget::slotSetShowLabelWH(int* pW, int* pH)
@@ -1054,7 +1109,7 @@ void ZKCostomCameraWidget::slotTurnOffTheVideo()
     if (m_pShowLabel) {
         QPixmap black(m_pShowLabel->size());
         black.fill(Qt::black);
-        m_pShowLabel->setPixmap(black);
+        showOnLabel(m_pShowLabel, black);
     }
     isOpenVideo = 0;
 }

@@ -108,7 +108,7 @@ protected:
         frame.pixelFormat = m_nFormat;
         frame.width = m_nWidth;
         frame.height = m_nHeight;
-        frame.bytes = m_bytes;
+        frame.setBytes(m_bytes);
         return ReadResult::Frame;
     }
     void closeDevice() override {}

@@ -23,7 +23,9 @@
 #include <QPushButton>
 #include <QSettings>
 #include <QSlider>
+#include <QTabBar>
 #include <QTabWidget>
+#include <QVBoxLayout>
 
 using hostsim::HostSim;
 using namespace panel_test;
@@ -424,6 +426,127 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!labelPixmap(pPanel->m_pShowLabel).isNull() &&
                                      labelPixmap(pPanel->m_pShowLabel).cacheKey() != pixmap.cacheKey(),
                                  5000);
+    }
+
+    // A live picture that covers the whole label repaints the label alone:
+    // ten times a second, repainting the panel and the host's window behind
+    // it cost more than the picture itself. Anything that leaves part of the
+    // label uncovered (smaller, transparent) must let what is behind show.
+    void livePictureRepaintsOnlyTheLabel_data()
+    {
+        QTest::addColumn<int>("nGrowW");
+        QTest::addColumn<int>("nGrowH");
+        QTest::addColumn<bool>("bAlpha");
+        QTest::addColumn<bool>("bBehindRepainted");
+        QTest::newRow("the label's size") << 0 << 0 << false << false;
+        QTest::newRow("larger") << 7 << 3 << false << false;
+        QTest::newRow("one column short") << -1 << 0 << false << true;
+        QTest::newRow("one row short") << 0 << -1 << false << true;
+        QTest::newRow("transparent") << 0 << 0 << true << true;
+    }
+
+    void livePictureRepaintsOnlyTheLabel()
+    {
+        QFETCH(int, nGrowW);
+        QFETCH(int, nGrowH);
+        QFETCH(bool, bAlpha);
+        QFETCH(bool, bBehindRepainted);
+        // Docked in a host window of a fixed size, as hosts show it.
+        QWidget host;
+        host.setFixedSize(820, 420);
+        auto* pHostLayout = new QVBoxLayout(&host);
+        PanelPtr pPanel(makePanel());
+        pHostLayout->addWidget(pPanel.get());
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        pPanel->OnEvent(1201, nullptr); // the thread's own pictures stop
+        QCoreApplication::processEvents();
+
+        struct PaintCounter : QObject
+        {
+            QMap<QObject*, int> counts;
+            bool eventFilter(QObject* pWatched, QEvent* pEvent) override
+            {
+                if (pEvent->type() == QEvent::Paint)
+                    ++counts[pWatched];
+                return false;
+            }
+        } counter;
+        HXLDisplayLabel* pLabel = pPanel->m_pShowLabel;
+        QList<QWidget*> behind;
+        for (QWidget* p = pLabel->parentWidget(); p; p = p->parentWidget())
+            behind << p;
+        QVERIFY(behind.contains(pPanel.get()) && behind.contains(&host));
+        pLabel->installEventFilter(&counter);
+        for (QWidget* p : behind)
+            p->installEventFilter(&counter);
+
+        // Pictures as the live thread composes them, at the label's size of
+        // the moment (a label showing a picture may take a new size once).
+        QImage picture;
+        auto showPicture = [&](const QImage& image) {
+            emit pPanel->m_pRefreshThread->updatePixmap(QPixmap::fromImage(image));
+            QTest::qWait(30); // each picture painted before the next
+        };
+        auto show = [&](int i) {
+            picture = QImage(pLabel->width() + nGrowW, pLabel->height() + nGrowH,
+                             bAlpha ? QImage::Format_ARGB32 : QImage::Format_RGB32);
+            picture.fill(bAlpha ? QColor(20 * i, 0, 0, 128) : QColor(20 * i, 0, 0));
+            showPicture(picture);
+        };
+        show(0);
+        show(0);
+        counter.counts.clear();
+        const int nFrames = 5;
+        for (int i = 1; i <= nFrames; ++i)
+            show(i);
+        QCOMPARE(labelPixmap(pLabel).size(), picture.size());
+        QVERIFY2(counter.counts.value(pLabel) >= nFrames, qPrintable(QString::number(counter.counts.value(pLabel))));
+        int nBehind = 0;
+        for (QWidget* p : behind)
+            nBehind += counter.counts.value(p);
+        if (bBehindRepainted)
+            QVERIFY2(nBehind >= nFrames, qPrintable(QString::number(nBehind)));
+        else
+            QCOMPARE(nBehind, 0);
+
+        // Video off: a black picture of the label's size, opaque like a live one.
+        QImage settled(pLabel->size(), QImage::Format_RGB32);
+        settled.fill(Qt::darkGreen);
+        showPicture(settled);
+        showPicture(settled);
+        counter.counts.clear();
+        pPanel->slotTurnOffTheVideo();
+        QTest::qWait(30);
+        QVERIFY(counter.counts.value(pLabel) >= 1);
+        for (QWidget* p : behind)
+            QCOMPARE(counter.counts.value(p), 0);
+    }
+
+    // Live pictures no longer make the tab widget lay itself out again, but
+    // a real change of what it lays out still does.
+    void tabWidgetStillFollowsItsTabsAndPages()
+    {
+        QWidget host;
+        host.setFixedSize(820, 420);
+        auto* pHostLayout = new QVBoxLayout(&host);
+        PanelPtr pPanel(makePanel());
+        pHostLayout->addWidget(pPanel.get());
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        HXLDisplayLabel* pLabel = pPanel->m_pShowLabel;
+        QTRY_VERIFY_WITH_TIMEOUT(!labelPixmap(pLabel).isNull(), 5000); // live pictures arrive
+        // The tab bar asks for more room (a larger font): the tab widget
+        // hears of it only through a layout request, and gives it.
+        QTabBar* pBar = pPanel->m_pTabWidget->tabBar();
+        const int nBarWidth = pBar->width();
+        QFont font = pBar->font();
+        font.setPixelSize(3 * QFontInfo(font).pixelSize());
+        pBar->setFont(font);
+        QTRY_VERIFY_WITH_TIMEOUT(pBar->width() > nBarWidth + 20, 2000);
+        // And live pictures go on reaching the label meanwhile.
+        const qint64 nKey = labelPixmap(pLabel).cacheKey();
+        QTRY_VERIFY_WITH_TIMEOUT(labelPixmap(pLabel).cacheKey() != nKey, 2000);
     }
 
     void pauseAndResumeEvents()

@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 
 namespace hostsim {
 
@@ -285,6 +286,21 @@ bool AravisCamera::centreRegion(QString& strError)
     return true;
 }
 
+// A frame kept for clients holds the stream buffer it arrived in: copying
+// every frame of a fast camera out of its buffer cost as much as the
+// conversion of the frames shown. The buffer goes back to the stream that
+// lent it when the last holder lets go, or is freed when that stream has
+// gone meanwhile (a restart, the camera's end).
+struct AravisCamera::BufferHome
+{
+    std::mutex mutex;
+    ArvStream* pStream = nullptr;
+};
+
+// The stream keeps at least this many empty buffers to receive into: fewer,
+// and the frame is copied out so that its buffer goes straight back.
+static constexpr gint kMinEmptyBuffers = 2;
+
 bool AravisCamera::startStream(QString& strError)
 {
     GError* pError = nullptr;
@@ -302,6 +318,8 @@ bool AravisCamera::startStream(QString& strError)
         g_object_set(m_pStream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
     for (int i = 0; i < std::max(2, m_setup.bufferCount); ++i)
         arv_stream_push_buffer(m_pStream, arv_buffer_new_allocate(nPayload));
+    m_pHome = std::make_shared<BufferHome>();
+    m_pHome->pStream = m_pStream;
     arv_camera_start_acquisition(m_pCamera, &pError);
     if (pError) {
         strError = QStringLiteral("cannot start the acquisition: %1").arg(takeError(pError));
@@ -317,6 +335,12 @@ void AravisCamera::stopStream()
         arv_camera_stop_acquisition(m_pCamera, &pError);
         g_clear_error(&pError);
     }
+    if (m_pHome) {
+        // Buffers still lent are freed by their last holder from now on.
+        std::lock_guard<std::mutex> lock(m_pHome->mutex);
+        m_pHome->pStream = nullptr;
+    }
+    m_pHome.reset();
     g_clear_object(&m_pStream);
 }
 
@@ -416,13 +440,32 @@ StreamingCamera::ReadResult AravisCamera::readRawFrame(RawFrame& frame, int nTim
                          .arg(hostsim::pixelFormatName(nFormat)));
         } else {
             // Only the bytes are kept: the conversion waits for a client.
-            std::shared_ptr<std::vector<uint8_t>> pBytes = takeBytes(nNeeded);
-            std::memcpy(pBytes->data(), pData, nNeeded);
-            frame.bytes = std::move(pBytes);
+            gint nEmpty = 0, nFull = 0;
+            arv_stream_get_n_buffers(m_pStream, &nEmpty, &nFull);
+            if (nEmpty >= kMinEmptyBuffers && m_pHome) {
+                std::shared_ptr<BufferHome> pHome = m_pHome;
+                frame.data = std::shared_ptr<const uint8_t>(static_cast<const uint8_t*>(pData),
+                                                            [pHome, pBuffer](const uint8_t*) {
+                                                                std::lock_guard<std::mutex> lock(pHome->mutex);
+                                                                if (pHome->pStream)
+                                                                    arv_stream_push_buffer(pHome->pStream, pBuffer);
+                                                                else
+                                                                    g_object_unref(pBuffer);
+                                                            });
+                frame.size = nNeeded;
+                pBuffer = nullptr; // lent
+                ++m_nLent;
+            } else {
+                std::shared_ptr<std::vector<uint8_t>> pBytes = takeBytes(nNeeded);
+                std::memcpy(pBytes->data(), pData, nNeeded);
+                frame.setBytes(std::move(pBytes));
+                ++m_nCopied;
+            }
             result = ReadResult::Frame;
         }
     }
-    arv_stream_push_buffer(m_pStream, pBuffer);
+    if (pBuffer)
+        arv_stream_push_buffer(m_pStream, pBuffer);
     if (result == ReadResult::Frame && frame.pixelFormat != m_nSeenFormat) {
         // A new format (another program may have changed it): the settings shown follow it.
         if (m_nSeenFormat != 0)

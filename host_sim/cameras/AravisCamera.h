@@ -28,7 +28,7 @@ struct GenicamSetup
     double mmPerPixel = 0.02;
     bool calibrated = true;
     int retryMs = 1000;       // pause between attempts to (re)open the camera
-    int bufferCount = 4;      // stream buffers
+    int bufferCount = 6;      // stream buffers (frames kept for clients are lent out of these)
 };
 
 // Settings read from the camera. Ranges come from the camera itself.
@@ -92,6 +92,10 @@ public:
     static bool convertFrame(uint32_t nPixelFormat, int nWidth, int nHeight, const void* pData, size_t nSize,
                              cv::Mat& out, QString* pError, size_t nStride = 0);
     static QString pixelFormatName(uint32_t nPixelFormat);
+    // Frames kept by lending the stream's own buffer, and frames copied out
+    // of it because the stream was short of empty buffers.
+    quint64 framesLent() const { return m_nLent.load(); }
+    quint64 framesCopied() const { return m_nCopied.load(); }
 
 protected:
     bool openDevice(QString& strError) override;
@@ -123,8 +127,10 @@ private:
     bool centreRegion(QString& strError);
     // One line to the operator, once per text while the camera is open.
     void tellOnce(const QString& strLine);
-    // Pixels of a frame copied out of the stream's buffer (reused once nobody holds them).
+    // Pixels of a frame copied out of the stream's buffer (reused once nobody
+    // holds them), when the stream has too few empty buffers left to lend one.
     std::shared_ptr<std::vector<uint8_t>> takeBytes(size_t nSize);
+    struct BufferHome;
 
     bool startStream(QString& strError);
     void stopStream();
@@ -135,6 +141,9 @@ private:
     // Worker thread only.
     _ArvCamera* m_pCamera = nullptr;
     _ArvStream* m_pStream = nullptr;
+    // Where the stream's buffers lent with frames go back (one per stream).
+    std::shared_ptr<BufferHome> m_pHome;
+    std::atomic<quint64> m_nLent{0}, m_nCopied{0};
     unsigned long m_nLostHandler = 0;
     std::atomic<bool> m_bControlLost{false};
     bool m_bGone = false; // the device stopped answering: no goodbye commands

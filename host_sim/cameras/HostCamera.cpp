@@ -389,9 +389,9 @@ bool StreamingCamera::RawFrame::convert(cv::Mat& out, QString* pError) const
             out = image.clone();
         return !out.empty();
     }
-    if (!bytes)
+    if (!data)
         return false;
-    return convertPixels(pixelFormat, width, height, bytes->data(), bytes->size(), out, pError, stride);
+    return convertPixels(pixelFormat, width, height, data.get(), size, out, pError, stride);
 }
 
 StreamingCamera::ReadResult StreamingCamera::readRawFrame(RawFrame& frame, int nTimeoutMs, QString& strError)

@@ -193,8 +193,18 @@ public:
         uint32_t pixelFormat = 0;
         int width = 0, height = 0;
         size_t stride = 0; // 0 = rows packed as the format packs them
-        std::shared_ptr<const std::vector<uint8_t>> bytes;
+        // The device's bytes and what keeps them alive: a vector of the
+        // camera's, or the device's own receive buffer, lent until the last
+        // holder lets go (then it goes back to the device).
+        std::shared_ptr<const uint8_t> data;
+        size_t size = 0;
         cv::Mat image;
+
+        void setBytes(std::shared_ptr<const std::vector<uint8_t>> pBytes)
+        {
+            size = pBytes ? pBytes->size() : 0;
+            data = pBytes ? std::shared_ptr<const uint8_t>(pBytes, pBytes->data()) : nullptr;
+        }
 
         int frameWidth() const { return pixelFormat ? width : image.cols; }
         int frameHeight() const { return pixelFormat ? height : image.rows; }
