@@ -810,6 +810,14 @@ private slots:
         QCOMPARE(nConverted, quint64(pCamera->grabCount()));
         QVERIFY2(nConverted * 3 < nReceived * 2,
                  qPrintable(QStringLiteral("%1 of %2 frames converted").arg(nConverted).arg(nReceived)));
+        // Nor are the frames copied out of the stream's buffers: the frame
+        // kept holds the buffer it arrived in, even while the panel's two
+        // threads hold frames of their own.
+        const quint64 nLent = pCamera->framesLent();
+        const quint64 nCopied = pCamera->framesCopied();
+        std::printf("fake GigE camera Mono16: %llu frames kept in their stream buffer, %llu copied out\n",
+                    static_cast<unsigned long long>(nLent), static_cast<unsigned long long>(nCopied));
+        QVERIFY2(nCopied * 10 < nLent, qPrintable(QStringLiteral("%1 lent, %2 copied").arg(nLent).arg(nCopied)));
     }
 
     // The host's image combine asks the camera, not its kind: along a
