@@ -788,6 +788,81 @@ private slots:
         QVERIFY2(nWorstMs <= 60, qPrintable(QStringLiteral("a grab took %1 ms").arg(nWorstMs)));
     }
 
+    // Another program changes the format or the size while the host streams
+    // (the stream is not told): larger frames no longer fit the stream's
+    // buffers, and the stream starts again with buffers of the new payload;
+    // smaller ones are taken as they come. The live view follows each, and
+    // no grab waits longer than about a frame meanwhile.
+    void formatChangedBehindTheHostIsFollowed_data()
+    {
+        QTest::addColumn<QString>("from");
+        QTest::addColumn<QString>("features");
+        QTest::addColumn<QString>("to");
+        QTest::addColumn<int>("channels");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        // A program changing what sets the payload stops the acquisition
+        // first (the fake camera, like many, would otherwise send frames
+        // larger than it prepared for).
+        QTest::newRow("Mono8 to RGB8 (larger)")
+            << "Mono8" << "AcquisitionStop PixelFormat=RGB8 AcquisitionStart" << "RGB8" << 3 << 640 << 480;
+        QTest::newRow("Mono8 to Mono16 (larger)")
+            << "Mono8" << "AcquisitionStop PixelFormat=Mono16 AcquisitionStart" << "Mono16" << 1 << 640 << 480;
+        QTest::newRow("RGB8 to Mono8 (smaller)")
+            << "RGB8" << "AcquisitionStop PixelFormat=Mono8 AcquisitionStart" << "Mono8" << 1 << 640 << 480;
+        QTest::newRow("RGB8 to Mono8 without stopping")
+            << "RGB8" << "PixelFormat=Mono8" << "Mono8" << 1 << 640 << 480;
+        QTest::newRow("a larger region")
+            << "Mono8" << "AcquisitionStop Width=800 Height=600 AcquisitionStart" << "Mono8" << 1 << 800 << 600;
+        QTest::newRow("a smaller region")
+            << "Mono8" << "AcquisitionStop Width=320 Height=240 AcquisitionStart" << "Mono8" << 1 << 320 << 240;
+    }
+
+    void formatChangedBehindTheHostIsFollowed()
+    {
+        QFETCH(QString, from);
+        QFETCH(QString, features);
+        QFETCH(QString, to);
+        QFETCH(int, channels);
+        QFETCH(int, width);
+        QFETCH(int, height);
+        AravisCamera* pCamera = addFakeCamera(from, 640, 480);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QVERIFY(pCamera->waitForFrame(pCamera->framesReceived() + 3, 5000));
+        const int nOpened = pCamera->openCount();
+        pCamera->writeFeaturesBehindTheHost(features);
+        QElapsedTimer clock;
+        clock.start();
+        qint64 nWorstMs = 0;
+        cv::Mat frame;
+        bool bFollowed = false;
+        while (!bFollowed && clock.elapsed() < 10000) {
+            QElapsedTimer one;
+            one.start();
+            const int nResult = pCamera->grabFrame(frame);
+            nWorstMs = std::max(nWorstMs, one.elapsed());
+            bFollowed = nResult == 0 && frame.channels() == channels && frame.cols == width && frame.rows == height
+                && pCamera->parameters().pixelFormat == to;
+            QTest::qWait(20);
+        }
+        QVERIFY2(bFollowed, qPrintable(QStringLiteral("last frame %1 x %2 x %3 in %4, %5")
+                                           .arg(frame.cols)
+                                           .arg(frame.rows)
+                                           .arg(frame.channels())
+                                           .arg(pCamera->parameters().pixelFormat, pCamera->lastError())));
+        std::printf("%s: followed in %lld ms, longest grab %lld ms\n", qPrintable(features),
+                    static_cast<long long>(clock.elapsed()), static_cast<long long>(nWorstMs));
+        QVERIFY2(nWorstMs <= 60, qPrintable(QStringLiteral("a grab took %1 ms").arg(nWorstMs)));
+        // The camera stays open: a restart of the stream, not a reconnection.
+        QCOMPARE(pCamera->openCount(), nOpened);
+        // And the frames keep coming in the new format.
+        QVERIFY(pCamera->waitForFrame(pCamera->framesReceived() + 3, 5000));
+        QCOMPARE(pCamera->grabFrame(frame), 0);
+        QCOMPARE(frame.cols, width);
+        QCOMPARE(frame.channels(), channels);
+    }
+
     // The camera runs at 25 frames a second, the panel shows about ten: only
     // the frames taken are converted, and none while nobody takes any.
     void onlyTakenFramesAreConverted()

@@ -22,6 +22,7 @@
 #define signals Q_SIGNALS
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <mutex>
 
@@ -400,22 +401,11 @@ StreamingCamera::ReadResult AravisCamera::readRawFrame(RawFrame& frame, int nTim
         return ReadResult::Timeout;
     ReadResult result = ReadResult::Timeout;
     const ArvBufferStatus status = arv_buffer_get_status(pBuffer);
-    if (status == ARV_BUFFER_STATUS_SIZE_MISMATCH) {
-        arv_stream_push_buffer(m_pStream, pBuffer);
-        setError(QStringLiteral("the camera's frames no longer fit the buffers (its pixel format or size changed)"));
-        // Frames grew (another program changed the format or the size): the
-        // stream starts again with buffers of the new payload.
-        if (++m_nSizeMismatches >= 2) {
-            m_nSizeMismatches = 0;
-            stopStream();
-            if (!startStream(strError))
-                return ReadResult::Lost;
-            readParameters();
-        }
-        return ReadResult::Timeout;
-    }
-    m_nSizeMismatches = 0;
-    if (status != ARV_BUFFER_STATUS_SUCCESS)
+    // Frames larger than the stream's buffers (another program changed the
+    // format or the size): Aravis says so, or hands over a frame whose
+    // image is cut at the buffer's end.
+    bool bOutgrown = status == ARV_BUFFER_STATUS_SIZE_MISMATCH;
+    if (status != ARV_BUFFER_STATUS_SUCCESS && !bOutgrown)
         setError(QStringLiteral("incomplete frame from the camera (buffer status %1)").arg(int(status)));
     if (status == ARV_BUFFER_STATUS_SUCCESS
         && (arv_buffer_get_payload_type(pBuffer) == ARV_BUFFER_PAYLOAD_TYPE_IMAGE
@@ -438,6 +428,9 @@ StreamingCamera::ReadResult AravisCamera::readRawFrame(RawFrame& frame, int nTim
                          .arg(nWidth)
                          .arg(nHeight)
                          .arg(hostsim::pixelFormatName(nFormat)));
+            size_t nCapacity = 0;
+            arv_buffer_get_data(pBuffer, &nCapacity);
+            bOutgrown = nNeeded > nCapacity;
         } else {
             // Only the bytes are kept: the conversion waits for a client.
             gint nEmpty = 0, nFull = 0;
@@ -466,6 +459,21 @@ StreamingCamera::ReadResult AravisCamera::readRawFrame(RawFrame& frame, int nTim
     }
     if (pBuffer)
         arv_stream_push_buffer(m_pStream, pBuffer);
+    if (bOutgrown) {
+        setError(QStringLiteral("the camera's frames no longer fit the buffers (its pixel format or size changed)"));
+        // Twice in a row, so that one damaged frame does not restart the
+        // stream: it starts again with buffers of the camera's new payload.
+        if (++m_nSizeMismatches >= 2) {
+            m_nSizeMismatches = 0;
+            stopStream();
+            if (!startStream(strError))
+                return ReadResult::Lost;
+            readParameters();
+        }
+        return ReadResult::Timeout;
+    }
+    if (result == ReadResult::Frame)
+        m_nSizeMismatches = 0;
     if (result == ReadResult::Frame && frame.pixelFormat != m_nSeenFormat) {
         // A new format (another program may have changed it): the settings shown follow it.
         if (m_nSeenFormat != 0)
@@ -491,6 +499,18 @@ void AravisCamera::serviceDevice()
 {
     PostedSettings settings;
     bool bRefresh = false;
+    QStringList featureWrites;
+    {
+        std::lock_guard<std::mutex> lock(m_settingsMutex);
+        featureWrites.swap(m_featureWrites);
+    }
+    for (const QString& strFeatures : featureWrites) {
+        GError* pError = nullptr;
+        arv_device_set_features_from_string(arv_camera_get_device(m_pCamera), strFeatures.toUtf8().constData(), &pError);
+        if (pError)
+            std::fprintf(stderr, "host_sim: camera %s: writing %s: %s\n", GetCameraName().c_str(),
+                         qPrintable(strFeatures), qPrintable(takeError(pError)));
+    }
     {
         std::lock_guard<std::mutex> lock(m_settingsMutex);
         bRefresh = m_nRefreshWanted != m_nRefreshDone;
@@ -636,6 +656,15 @@ void AravisCamera::setPixelFormat(const QString& strFormat)
         std::lock_guard<std::mutex> lock(m_settingsMutex);
         m_pixelFormat = strFormat;
         m_bSettingsDirty = true;
+    }
+    wakeWorker();
+}
+
+void AravisCamera::writeFeaturesBehindTheHost(const QString& strFeatures)
+{
+    {
+        std::lock_guard<std::mutex> lock(m_settingsMutex);
+        m_featureWrites << strFeatures;
     }
     wakeWorker();
 }

@@ -72,6 +72,11 @@ public:
     void setGain(double dGain);
     void setFrameRate(double dFrameRate);
     void setPixelFormat(const QString& strFormat);
+    // Writes "Feature=Value ..." to the device from the camera's thread as
+    // another program with access to it would: behind the host's back, the
+    // stream running and not told (tests of a format or size changed under
+    // a running stream; the fake camera takes no second controller).
+    void writeFeaturesBehindTheHost(const QString& strFeatures);
     // Auto modes by the camera's names ("Off", "Once", "Continuous"). A
     // manual exposure or gain posted later turns the matching mode off, as it
     // does on the camera's own tools.
@@ -162,6 +167,7 @@ private:
     std::optional<QString> m_pixelFormat;
     std::optional<QString> m_exposureAuto, m_gainAuto, m_whiteBalanceAuto;
     bool m_bSettingsDirty = false;
+    QStringList m_featureWrites; // writeFeaturesBehindTheHost, in order
     quint64 m_nRefreshWanted = 0;
     quint64 m_nRefreshDone = 0;
     GenicamParameters m_parameters;
