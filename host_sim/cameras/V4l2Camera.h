@@ -38,7 +38,8 @@ struct V4l2Setup
     bool calibrated = true;
     int retryMs = 1000;
     // Makes the capture object the camera opens the device with (empty:
-    // OpenCV's own). Tests give a capture that behaves like a stalled device.
+    // OpenCV's own). Tests give captures that stand in for a device: a
+    // stalled one, or one that records what it is told.
     std::function<std::unique_ptr<cv::VideoCapture>()> makeCapture;
     // Asks the range and step of a control by its V4L2 id (empty: the
     // device's own VIDIOC_QUERYCTRL). Tests describe a device's controls.
