@@ -24,6 +24,7 @@
 #include <QSlider>
 #include <atomic>
 #include <map>
+#include <set>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -42,6 +43,7 @@ struct CaptureLog
     std::mutex mutex;
     std::vector<std::pair<int, double>> sets;
     std::map<int, double> values;
+    std::set<int> refused; // controls the device has but refuses every value of
 
     void clear()
     {
@@ -94,7 +96,7 @@ public:
         default: break;
         }
         auto it = m_pLog->values.find(nProperty);
-        if (it == m_pLog->values.end())
+        if (it == m_pLog->values.end() || m_pLog->refused.count(nProperty))
             return false;
         it->second = dValue;
         return true;
@@ -678,6 +680,37 @@ private slots:
         pLog->clear();
         pBrightness->setValue(5);
         QTRY_COMPARE_WITH_TIMEOUT(describeControlWrites(pLog->written()), QStringLiteral("brightness 5"), 5000);
+        // A control the device lacks refuses its value, and nothing is said
+        // of it: the dialog never offered it.
+        const int nLines = HostSim::operatorLines().size();
+        pLog->clear();
+        pCamera->setControl(V4l2Camera::Control::Focus, 40);
+        QTRY_VERIFY_WITH_TIMEOUT(describeControlWrites(pLog->written()).endsWith(QStringLiteral("focus 40")), 5000);
+        pCamera->setControl(V4l2Camera::Control::Gain, 11);
+        QTRY_COMPARE_WITH_TIMEOUT(pCamera->parameters().gain.value, 11, 5000);
+        QCOMPARE(HostSim::operatorLines(nLines), QStringList());
+        QVERIFY2(pCamera->lastError().isEmpty(), qPrintable(pCamera->lastError()));
+    }
+
+    // A value of an offered control that the device refuses is said in the
+    // window in one line naming it, once: the kept settings are written
+    // again at the next change, and the refusal with them.
+    void aRefusedValueIsSaidOnce()
+    {
+        auto pLog = webcamValues();
+        pLog->refused = {cv::CAP_PROP_FOCUS};
+        auto pCamera = fakeWebcam(pLog, webcamRanges());
+        QTRY_VERIFY_WITH_TIMEOUT(pCamera->parameters().valid, 5000);
+        const int nLines = HostSim::operatorLines().size();
+        pCamera->setControl(V4l2Camera::Control::Focus, 40);
+        const QString strSaid = QStringLiteral("%1 refused a control value (focus 40)").arg(pCamera->setup().device);
+        QTRY_COMPARE_WITH_TIMEOUT(HostSim::operatorLines(nLines), QStringList{strSaid}, 5000);
+        QCOMPARE(pCamera->parameters().focus.value, 120); // the device kept its own
+        QCOMPARE(pCamera->parameters().autoFocus.value, 0);
+        pCamera->setControl(V4l2Camera::Control::Gain, 11);
+        QTRY_COMPARE_WITH_TIMEOUT(pCamera->parameters().gain.value, 11, 5000);
+        QVERIFY(describeControlWrites(pLog->written()).endsWith(QStringLiteral("gain 11, focus 40")));
+        QCOMPARE(HostSim::operatorLines(nLines), QStringList{strSaid});
     }
 
     void modesAreListedWithTheirRates()
@@ -739,6 +772,7 @@ private slots:
         hostsim::V4l2Setup setup;
         setup.device = node.fileName();
         setup.makeCapture = [&nGrabs, pLog] { return std::unique_ptr<cv::VideoCapture>(new StalledCapture(&nGrabs, pLog)); };
+        setup.queryControl = [](quint32 nId) { return nId == V4L2_CID_GAIN ? range(0, 255) : hostsim::V4l2Control(); };
         std::unique_ptr<V4l2Camera> pCamera(new V4l2Camera(setup));
         QCOMPARE(qgetenv("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT"), QByteArray("1"));
         QTRY_VERIFY_WITH_TIMEOUT(nGrabs.load() >= 1, 5000); // the worker waits on the device now

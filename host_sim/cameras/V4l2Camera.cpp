@@ -45,6 +45,22 @@ const char* const kControlNames[V4l2Camera::kControlCount] = {
 // CAP_PROP_AUTO_EXPOSURE when it gives raw values.
 const int kManualExposure = V4L2_EXPOSURE_MANUAL;
 
+// The record of one control among the parameters.
+const V4l2Control& controlOf(const V4l2Parameters& parameters, V4l2Camera::Control control)
+{
+    using C = V4l2Camera::Control;
+    switch (control) {
+    case C::Exposure: return parameters.exposure;
+    case C::Gain: return parameters.gain;
+    case C::Brightness: return parameters.brightness;
+    case C::Focus: return parameters.focus;
+    case C::AutoFocus: return parameters.autoFocus;
+    case C::AutoWhiteBalance: return parameters.autoWhiteBalance;
+    case C::WhiteBalanceTemperature: break;
+    }
+    return parameters.whiteBalanceTemperature;
+}
+
 QString fourccText(int nFourcc)
 {
     QString text;
@@ -334,7 +350,7 @@ bool V4l2Camera::openDevice(QString& strError)
             controls[i] = m_controls[i];
         m_bDirty = false;
     }
-    writeControls(controls, nullptr);
+    writeControls(controls, V4l2Parameters(), nullptr);
     ControlHandle handle(m_setup.device);
     V4l2Parameters parameters;
     parameters.fourcc = m_strFourcc;
@@ -390,7 +406,7 @@ void V4l2Camera::readControls(V4l2Parameters& parameters)
     parameters.valid = true;
 }
 
-bool V4l2Camera::writeControls(const KeptControls& controls, QString* pRefused)
+bool V4l2Camera::writeControls(const KeptControls& controls, const V4l2Parameters& offered, QString* pRefused)
 {
     bool bAll = true;
     // A manual value keeps its automatic mode off, and automatic modes are
@@ -409,10 +425,11 @@ bool V4l2Camera::writeControls(const KeptControls& controls, QString* pRefused)
                 continue;
             written.append(writes[w]);
             // OpenCV's set() is false when the device lacks the control or
-            // refuses the value. Only the operator's own value is worth a
-            // word: a device may have a manual focus without an autofocus
-            // to turn off first.
-            if (!m_pCapture->set(writes[w].property, writes[w].value) && bOwnValue) {
+            // refuses the value. Only a value of a control the device offers
+            // is worth a word: a device may have a manual focus without an
+            // autofocus to turn off first (the autofocus kept off all the same).
+            if (!m_pCapture->set(writes[w].property, writes[w].value) && bOwnValue &&
+                controlOf(offered, control).available) {
                 if (pRefused && bAll)
                     *pRefused = QStringLiteral("%1 %2").arg(QLatin1String(kControlNames[int(control)])).arg(*value);
                 bAll = false;
@@ -466,9 +483,18 @@ void V4l2Camera::serviceDevice()
     }
     if (!m_pCapture)
         return;
+    // A value the operator chose and the device refused is said in the
+    // window, once: the kept settings are all written again at each change,
+    // and the same refusal would come back with every other setting.
     QString strRefused;
-    if (!writeControls(controls, &strRefused))
-        setError(QStringLiteral("%1 refused a control value (%2)").arg(m_setup.device, strRefused));
+    if (!writeControls(controls, parameters(), &strRefused)) {
+        const QString strLine = QStringLiteral("%1 refused a control value (%2)").arg(m_setup.device, strRefused);
+        setError(strLine);
+        if (strLine != m_strRefusalSaid) {
+            m_strRefusalSaid = strLine;
+            HostSim::tellOperator(strLine);
+        }
+    }
     V4l2Parameters parameters = this->parameters();
     readControls(parameters);
     std::lock_guard<std::mutex> lock(m_settingsMutex);

@@ -132,14 +132,15 @@ protected:
 private:
     // Worker thread, with the device open.
     void readControls(V4l2Parameters& parameters);
-    // Writes the kept controls, automatic modes first; false with the
-    // operator's value the device refused.
-    bool writeControls(const KeptControls& controls, QString* pRefused);
+    // Writes the kept controls, automatic modes first; false with the first
+    // value the device refused among the controls it offers.
+    bool writeControls(const KeptControls& controls, const V4l2Parameters& offered, QString* pRefused);
 
     const V4l2Setup m_setup;
     std::unique_ptr<cv::VideoCapture> m_pCapture; // worker thread only
     QString m_strFourcc;                          // worker thread only
     QString m_strSizeNoteSaid;                    // worker thread only
+    QString m_strRefusalSaid;                     // worker thread only
     int m_nFailedReads = 0;
 
     mutable std::mutex m_settingsMutex;
