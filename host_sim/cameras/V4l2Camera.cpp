@@ -17,9 +17,8 @@
 #include <opencv2/videoio.hpp>
 
 #include <algorithm>
-#include <cerrno>
 #include <functional>
-#include <cstring>
+#include <cmath>
 #include <fcntl.h>
 #include <linux/videodev2.h>
 #include <sys/ioctl.h>
@@ -29,11 +28,38 @@ namespace hostsim {
 
 namespace {
 
-// V4L2 ids of the controls, in the order of V4l2Camera::Control.
+// The controls, in the order of V4l2Camera::Control. Their values are read
+// and written through OpenCV's properties, each of which its V4L2 back-end
+// maps onto the V4L2 control beside it; the V4L2 id serves only to ask the
+// control's range and step, which OpenCV has no property for.
+const int kControlProperties[V4l2Camera::kControlCount] = {
+    cv::CAP_PROP_EXPOSURE, cv::CAP_PROP_GAIN,    cv::CAP_PROP_BRIGHTNESS,    cv::CAP_PROP_FOCUS,
+    cv::CAP_PROP_AUTOFOCUS, cv::CAP_PROP_AUTO_WB, cv::CAP_PROP_WB_TEMPERATURE};
 const uint32_t kControlIds[V4l2Camera::kControlCount] = {
     V4L2_CID_EXPOSURE_ABSOLUTE, V4L2_CID_GAIN,       V4L2_CID_BRIGHTNESS,
     V4L2_CID_FOCUS_ABSOLUTE,    V4L2_CID_FOCUS_AUTO, V4L2_CID_AUTO_WHITE_BALANCE,
     V4L2_CID_WHITE_BALANCE_TEMPERATURE};
+const char* const kControlNames[V4l2Camera::kControlCount] = {
+    "exposure", "gain", "brightness", "focus", "autofocus", "auto white balance", "white balance temperature"};
+// V4L2's manual exposure (V4L2_EXPOSURE_MANUAL) as OpenCV passes it on for
+// CAP_PROP_AUTO_EXPOSURE when it gives raw values.
+const int kManualExposure = V4L2_EXPOSURE_MANUAL;
+
+// The record of one control among the parameters.
+const V4l2Control& controlOf(const V4l2Parameters& parameters, V4l2Camera::Control control)
+{
+    using C = V4l2Camera::Control;
+    switch (control) {
+    case C::Exposure: return parameters.exposure;
+    case C::Gain: return parameters.gain;
+    case C::Brightness: return parameters.brightness;
+    case C::Focus: return parameters.focus;
+    case C::AutoFocus: return parameters.autoFocus;
+    case C::AutoWhiteBalance: return parameters.autoWhiteBalance;
+    case C::WhiteBalanceTemperature: break;
+    }
+    return parameters.whiteBalanceTemperature;
+}
 
 QString fourccText(int nFourcc)
 {
@@ -45,8 +71,9 @@ QString fourccText(int nFourcc)
     return text;
 }
 
-// The device's controls are read and written through a descriptor of our
-// own: V4L2 lets several openers share a device while one of them streams.
+// What OpenCV cannot ask of the device is asked through a descriptor of our
+// own (V4L2 lets several openers share a device while one of them streams):
+// a control's range and step, the device's name, its sizes and rates.
 class ControlHandle
 {
 public:
@@ -59,31 +86,23 @@ public:
         if (m_fd >= 0)
             ::close(m_fd);
     }
-    bool isOpen() const { return m_fd >= 0; }
-    V4l2Control query(uint32_t nId) const
+    // The range and step of a control (VIDIOC_QUERYCTRL): OpenCV reads and
+    // writes a control's value but cannot tell its range, nor whether the
+    // device has it at all (its get() answers -1 for a control the device
+    // lacks, a value a brightness may really have). A control the driver
+    // marks disabled counts as absent.
+    V4l2Control range(uint32_t nId) const
     {
         V4l2Control control;
         v4l2_queryctrl query{};
         query.id = nId;
         if (m_fd < 0 || ::ioctl(m_fd, VIDIOC_QUERYCTRL, &query) != 0 || (query.flags & V4L2_CTRL_FLAG_DISABLED))
             return control;
-        v4l2_control value{};
-        value.id = nId;
-        if (::ioctl(m_fd, VIDIOC_G_CTRL, &value) != 0)
-            return control;
         control.available = true;
         control.minimum = query.minimum;
         control.maximum = query.maximum;
         control.step = query.step > 0 ? query.step : 1;
-        control.value = value.value;
         return control;
-    }
-    bool set(uint32_t nId, int nValue) const
-    {
-        v4l2_control value{};
-        value.id = nId;
-        value.value = nValue;
-        return m_fd >= 0 && ::ioctl(m_fd, VIDIOC_S_CTRL, &value) == 0;
     }
     // Frame sizes of the format, with their discrete rates (VIDIOC_ENUM_FRAMESIZES
     // and VIDIOC_ENUM_FRAMEINTERVALS: OpenCV cannot list them). A stepwise
@@ -306,26 +325,33 @@ bool V4l2Camera::openDevice(QString& strError)
                        .arg(m_setup.device, fourccText(int(m_pCapture->get(cv::CAP_PROP_FOURCC))));
         return false;
     }
-    // The rate through OpenCV; the device picks the nearest it has, which
-    // the parameter dialog shows beside the rates it offers.
+    // The rate through OpenCV, after the format and size it depends on.
+    // OpenCV asks whole frames a second (1/n s, the value rounded); the
+    // device picks the nearest it has, which the parameter dialog shows
+    // beside the rates it offers.
     if (m_setup.framesPerSecond > 0.0)
         m_pCapture->set(cv::CAP_PROP_FPS, m_setup.framesPerSecond);
     // Raw buffers: the host converts them itself (the same code the tests check).
     m_pCapture->set(cv::CAP_PROP_CONVERT_RGB, 0);
+    // Control values in the device's own units, those of the ranges the
+    // dialog's sliders take: OpenCV scales some of them to 0..1 instead when
+    // OPENCV_VIDEOIO_V4L_RANGE_NORMALIZED is set, which it reads at each
+    // opening; CAP_PROP_MODE 0 turns that off for this capture.
+    m_pCapture->set(cv::CAP_PROP_MODE, 0);
     m_nFailedReads = 0;
 
-    // Controls the operator set before, then what the device has now.
-    ControlHandle handle(m_setup.device);
+    // Controls the operator set before, then what the device has now. What
+    // the device refuses on opening stays unsaid: the dialog shows the
+    // values the device kept.
+    KeptControls controls;
     {
         std::lock_guard<std::mutex> lock(m_settingsMutex);
-        for (int i = 0; i < kControlCount; ++i) {
-            const Control control = applyOrder()[i];
-            if (const std::optional<int>& value = m_controls[int(control)])
-                for (const ControlWrite& write : controlWrites(control, *value))
-                    handle.set(write.id, write.value);
-        }
+        for (int i = 0; i < kControlCount; ++i)
+            controls[i] = m_controls[i];
         m_bDirty = false;
     }
+    writeControls(controls, V4l2Parameters(), nullptr);
+    ControlHandle handle(m_setup.device);
     V4l2Parameters parameters;
     parameters.fourcc = m_strFourcc;
     parameters.width = int(m_pCapture->get(cv::CAP_PROP_FRAME_WIDTH));
@@ -348,15 +374,69 @@ bool V4l2Camera::openDevice(QString& strError)
 
 void V4l2Camera::readControls(V4l2Parameters& parameters)
 {
-    ControlHandle handle(m_setup.device);
-    parameters.exposure = handle.query(kControlIds[int(Control::Exposure)]);
-    parameters.gain = handle.query(kControlIds[int(Control::Gain)]);
-    parameters.brightness = handle.query(kControlIds[int(Control::Brightness)]);
-    parameters.focus = handle.query(kControlIds[int(Control::Focus)]);
-    parameters.autoFocus = handle.query(kControlIds[int(Control::AutoFocus)]);
-    parameters.autoWhiteBalance = handle.query(kControlIds[int(Control::AutoWhiteBalance)]);
-    parameters.whiteBalanceTemperature = handle.query(kControlIds[int(Control::WhiteBalanceTemperature)]);
+    std::unique_ptr<ControlHandle> pHandle;
+    auto control = [&](Control which) {
+        const uint32_t nId = kControlIds[int(which)];
+        V4l2Control c;
+        if (m_setup.queryControl) {
+            c = m_setup.queryControl(nId);
+        } else {
+            if (!pHandle)
+                pHandle = std::make_unique<ControlHandle>(m_setup.device);
+            c = pHandle->range(nId);
+        }
+        if (!c.available || !m_pCapture)
+            return V4l2Control();
+        // OpenCV answers -1 when it could not read the control; outside the
+        // control's range that can mean nothing else, and the control is
+        // not offered.
+        const double dValue = m_pCapture->get(kControlProperties[int(which)]);
+        if (dValue == -1.0 && (c.minimum > -1 || c.maximum < -1))
+            return V4l2Control();
+        c.value = int(std::lround(dValue));
+        return c;
+    };
+    parameters.exposure = control(Control::Exposure);
+    parameters.gain = control(Control::Gain);
+    parameters.brightness = control(Control::Brightness);
+    parameters.focus = control(Control::Focus);
+    parameters.autoFocus = control(Control::AutoFocus);
+    parameters.autoWhiteBalance = control(Control::AutoWhiteBalance);
+    parameters.whiteBalanceTemperature = control(Control::WhiteBalanceTemperature);
     parameters.valid = true;
+}
+
+bool V4l2Camera::writeControls(const KeptControls& controls, const V4l2Parameters& offered, QString* pRefused)
+{
+    bool bAll = true;
+    // A manual value keeps its automatic mode off, and automatic modes are
+    // written first: the manual value's own turning off of its automatic
+    // mode would repeat what was just written, and is left out.
+    QVector<ControlWrite> written;
+    for (int i = 0; i < kControlCount; ++i) {
+        const Control control = applyOrder()[i];
+        const std::optional<int>& value = controls[int(control)];
+        if (!value)
+            continue;
+        const QVector<ControlWrite> writes = controlWrites(control, *value);
+        for (int w = 0; w < writes.size(); ++w) {
+            const bool bOwnValue = w == writes.size() - 1;
+            if (!bOwnValue && written.contains(writes[w]))
+                continue;
+            written.append(writes[w]);
+            // OpenCV's set() is false when the device lacks the control or
+            // refuses the value. Only a value of a control the device offers
+            // is worth a word: a device may have a manual focus without an
+            // autofocus to turn off first (the autofocus kept off all the same).
+            if (!m_pCapture->set(writes[w].property, writes[w].value) && bOwnValue &&
+                controlOf(offered, control).available) {
+                if (pRefused && bAll)
+                    *pRefused = QStringLiteral("%1 %2").arg(QLatin1String(kControlNames[int(control)])).arg(*value);
+                bAll = false;
+            }
+        }
+    }
+    return bAll;
 }
 
 StreamingCamera::ReadResult V4l2Camera::readFrame(cv::Mat& frame, int /*nTimeoutMs*/, QString& strError)
@@ -401,14 +481,19 @@ void V4l2Camera::serviceDevice()
             controls[i] = m_controls[i];
         m_bDirty = false;
     }
-    ControlHandle handle(m_setup.device);
-    for (int i = 0; i < kControlCount; ++i) {
-        const Control control = applyOrder()[i];
-        if (const std::optional<int>& value = controls[int(control)])
-            for (const ControlWrite& write : controlWrites(control, *value))
-                if (!handle.set(write.id, write.value))
-                    setError(QStringLiteral("%1 refused a control value (%2)")
-                                 .arg(m_setup.device, QString::fromLocal8Bit(std::strerror(errno))));
+    if (!m_pCapture)
+        return;
+    // A value the operator chose and the device refused is said in the
+    // window, once: the kept settings are all written again at each change,
+    // and the same refusal would come back with every other setting.
+    QString strRefused;
+    if (!writeControls(controls, parameters(), &strRefused)) {
+        const QString strLine = QStringLiteral("%1 refused a control value (%2)").arg(m_setup.device, strRefused);
+        setError(strLine);
+        if (strLine != m_strRefusalSaid) {
+            m_strRefusalSaid = strLine;
+            HostSim::tellOperator(strLine);
+        }
     }
     V4l2Parameters parameters = this->parameters();
     readControls(parameters);
@@ -434,17 +519,17 @@ void V4l2Camera::setControl(Control control, int nValue)
 
 QVector<V4l2Camera::ControlWrite> V4l2Camera::controlWrites(Control control, int nValue)
 {
-    const uint32_t nId = kControlIds[int(control)];
+    const int nProperty = kControlProperties[int(control)];
     switch (control) {
-    case Control::Exposure: return {{V4L2_CID_EXPOSURE_AUTO, V4L2_EXPOSURE_MANUAL}, {nId, nValue}};
-    case Control::Focus: return {{V4L2_CID_FOCUS_AUTO, 0}, {nId, nValue}};
-    case Control::WhiteBalanceTemperature: return {{V4L2_CID_AUTO_WHITE_BALANCE, 0}, {nId, nValue}};
+    case Control::Exposure: return {{cv::CAP_PROP_AUTO_EXPOSURE, kManualExposure}, {nProperty, nValue}};
+    case Control::Focus: return {{cv::CAP_PROP_AUTOFOCUS, 0}, {nProperty, nValue}};
+    case Control::WhiteBalanceTemperature: return {{cv::CAP_PROP_AUTO_WB, 0}, {nProperty, nValue}};
     case Control::AutoFocus:
-    case Control::AutoWhiteBalance: return {{nId, nValue ? 1 : 0}};
+    case Control::AutoWhiteBalance: return {{nProperty, nValue ? 1 : 0}};
     case Control::Gain:
     case Control::Brightness: break;
     }
-    return {{nId, nValue}};
+    return {{nProperty, nValue}};
 }
 
 void V4l2Camera::keepControl(KeptControls& kept, Control control, int nValue)

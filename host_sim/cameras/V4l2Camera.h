@@ -19,6 +19,14 @@ class VideoCapture;
 
 namespace hostsim {
 
+// One control of the device: its range and step asked of the device itself
+// (VIDIOC_QUERYCTRL), its value through OpenCV.
+struct V4l2Control
+{
+    bool available = false;
+    int minimum = 0, maximum = 0, step = 1, value = 0;
+};
+
 struct V4l2Setup
 {
     QString device = QStringLiteral("/dev/video0");
@@ -30,15 +38,12 @@ struct V4l2Setup
     bool calibrated = true;
     int retryMs = 1000;
     // Makes the capture object the camera opens the device with (empty:
-    // OpenCV's own). Tests give a capture that behaves like a stalled device.
+    // OpenCV's own). Tests give captures that stand in for a device: a
+    // stalled one, or one that records what it is told.
     std::function<std::unique_ptr<cv::VideoCapture>()> makeCapture;
-};
-
-// One control of the device (V4L2 VIDIOC_QUERYCTRL).
-struct V4l2Control
-{
-    bool available = false;
-    int minimum = 0, maximum = 0, step = 1, value = 0;
+    // Asks the range and step of a control by its V4L2 id (empty: the
+    // device's own VIDIOC_QUERYCTRL). Tests describe a device's controls.
+    std::function<V4l2Control(quint32 nV4l2Id)> queryControl;
 };
 
 // One frame size the device offers in the format in use, with its rates.
@@ -74,14 +79,15 @@ public:
     };
     static constexpr int kControlCount = 7;
 
-    // What setting a control writes to the device, in order (V4L2 control
-    // ids): a manual value first turns the matching automatic mode off, as
-    // arv-viewer does for the GenICam cameras.
+    // What setting a control writes to the capture object, in order (OpenCV
+    // properties, cv::CAP_PROP_*, in the device's own units): a manual value
+    // first turns the matching automatic mode off, as arv-viewer does for the
+    // GenICam cameras.
     struct ControlWrite
     {
-        quint32 id = 0;
+        int property = 0;
         int value = 0;
-        bool operator==(const ControlWrite& o) const { return id == o.id && value == o.value; }
+        bool operator==(const ControlWrite& o) const { return property == o.property && value == o.value; }
     };
     static QVector<ControlWrite> controlWrites(Control control, int nValue);
     // The settings kept for reopenings after the operator set control to
@@ -124,12 +130,17 @@ protected:
     void serviceDevice() override;
 
 private:
+    // Worker thread, with the device open.
     void readControls(V4l2Parameters& parameters);
+    // Writes the kept controls, automatic modes first; false with the first
+    // value the device refused among the controls it offers.
+    bool writeControls(const KeptControls& controls, const V4l2Parameters& offered, QString* pRefused);
 
     const V4l2Setup m_setup;
     std::unique_ptr<cv::VideoCapture> m_pCapture; // worker thread only
     QString m_strFourcc;                          // worker thread only
     QString m_strSizeNoteSaid;                    // worker thread only
+    QString m_strRefusalSaid;                     // worker thread only
     int m_nFailedReads = 0;
 
     mutable std::mutex m_settingsMutex;
