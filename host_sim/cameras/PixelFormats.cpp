@@ -208,8 +208,8 @@ inline uint8_t packedTop8(Packing k, const uint8_t* pStream, size_t i)
     return pStream[(i / 2) * 3 + (i % 2) * 2];
 }
 
-// Whole groups, written so that the compiler can keep several groups in
-// flight (no branch, no value wider than the bytes it comes from).
+// Whole groups, without a branch inside a group: what processors without
+// SSSE3 run, and the groups after the last 16-pixel block of a run.
 void groupsP10(const uint8_t* pIn, size_t nGroups, uint8_t* pOut)
 {
     for (size_t g = 0; g < nGroups; ++g) {
@@ -242,8 +242,8 @@ void groupsGev(const uint8_t* pIn, size_t nGroups, uint8_t* pOut)
 #if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
 #define HXL_PACKED_SSSE3 1
 
-// With SSSE3 (every x86 processor of the last fifteen years or so; checked
-// when the program runs) 16 pixels are made at once: a byte shuffle puts the
+// With SSSE3 (Intel processors since 2006, AMD since 2011; checked when the
+// program runs) 16 pixels are made at once: a byte shuffle puts the
 // two bytes holding each pixel's top 8 bits into a 16-bit lane, a multiply by
 // a power of two lifts those bits into the lane's high byte, and the high
 // bytes of two vectors are packed into 16 frame bytes. A block is 20 bytes
@@ -269,6 +269,7 @@ constexpr Ssse3Block kBlockP12 = {24,
                                   {{0, 1, 1, 2, 3, 4, 4, 5, 6, 7, 7, 8, 9, 10, 10, 11},
                                    {4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11, 12, 13, 14, 14, 15}},
                                   {{16, 1, 16, 1, 16, 1, 16, 1}, {16, 1, 16, 1, 16, 1, 16, 1}}};
+// The GigE Vision pairs need no lift: their top bytes go straight to the high bytes.
 constexpr Ssse3Block kBlockGev = {
     24,
     8,
