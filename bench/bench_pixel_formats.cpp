@@ -22,7 +22,8 @@ struct Case
 
 const Case kCases[] = {
     {"Mono8", hostsim::pfnc::Mono8},         {"Mono16", hostsim::pfnc::Mono16},
-    {"Mono12", hostsim::pfnc::Mono12},       {"Mono12p", hostsim::pfnc::Mono12p},
+    {"Mono12", hostsim::pfnc::Mono12},       {"Mono10p", hostsim::pfnc::Mono10p},
+    {"Mono12p", hostsim::pfnc::Mono12p},     {"Mono10Packed", hostsim::pfnc::Mono10Packed},
     {"Mono12Packed", hostsim::pfnc::Mono12Packed}, {"RGB8", hostsim::pfnc::RGB8},
     {"BGR8", hostsim::pfnc::BGR8},           {"BayerRG8", hostsim::pfnc::BayerRG8},
     {"BayerRG12", hostsim::pfnc::BayerRG12}, {"YUV422_8", hostsim::pfnc::YUV422_8},

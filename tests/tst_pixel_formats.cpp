@@ -36,6 +36,31 @@ unsigned deepAt(int x, int y, int nDepth)
     return unsigned(grayAt(x, y)) << (nDepth - 8) | nLow;
 }
 
+// Bit nBit of a stream whose bits are numbered least significant first in each byte.
+unsigned bitAt(const std::vector<uint8_t>& bytes, size_t nBit)
+{
+    return (bytes[nBit / 8] >> (nBit % 8)) & 1u;
+}
+
+// The full value of pixel i of a packed stream starting at byte nStart, read
+// bit by bit as the camera packs it (PFNC: one value after the other, least
+// significant bit first; GigE Vision: pairs in three bytes, the low bits of
+// the first pixel in byte 1's low nibble, of the second in its high nibble).
+unsigned packedValue(const std::vector<uint8_t>& bytes, size_t nStart, size_t i, int nDepth, bool bGigE)
+{
+    if (bGigE) {
+        const size_t nPair = nStart + (i / 2) * 3;
+        const unsigned nLowMask = (1u << (nDepth - 8)) - 1u;
+        if (i % 2 == 0)
+            return unsigned(bytes[nPair]) << (nDepth - 8) | (bytes[nPair + 1] & nLowMask);
+        return unsigned(bytes[nPair + 2]) << (nDepth - 8) | ((bytes[nPair + 1] >> 4) & nLowMask);
+    }
+    unsigned v = 0;
+    for (int b = 0; b < nDepth; ++b)
+        v |= bitAt(bytes, nStart * 8 + i * size_t(nDepth) + size_t(b)) << b;
+    return v;
+}
+
 QString describeMismatch(const cv::Mat& out, int x, int y, int nWanted)
 {
     return QStringLiteral("pixel (%1, %2) is %3, wanted %4").arg(x).arg(y).arg(int(out.at<uint8_t>(y, x))).arg(nWanted);
@@ -53,7 +78,7 @@ QString checkGray(const cv::Mat& out, int w, int h)
     return QString();
 }
 
-const QList<int> kWidths = {1, 3, 5, 641};
+const QList<int> kWidths = {1, 2, 3, 4, 5, 641};
 
 // Bayer orders as the names give them: row 0 is the two letters, row 1 the other two.
 char bayerColourAt(const QString& order, int x, int y)
@@ -266,6 +291,7 @@ private slots:
         QTest::newRow("Mono12Packed one stream") << uint(pfnc::Mono12Packed) << 12 << false;
         QTest::newRow("Mono12Packed padded rows") << uint(pfnc::Mono12Packed) << 12 << true;
         QTest::newRow("Mono10Packed one stream") << uint(pfnc::Mono10Packed) << 10 << false;
+        QTest::newRow("Mono10Packed padded rows") << uint(pfnc::Mono10Packed) << 10 << true;
     }
     void gigeVisionPackedGray()
     {
@@ -299,6 +325,76 @@ private slots:
             QVERIFY2(convertPixels(format, w, h, data.data(), data.size(), out, &strWhy, nStride), qPrintable(strWhy));
             const QString strWrong = checkGray(out, w, h);
             QVERIFY2(strWrong.isEmpty(), qPrintable(QStringLiteral("width %1: %2").arg(w).arg(strWrong)));
+        }
+    }
+
+    // Every packed gray format on bytes with every bit set at random (so that
+    // each bit of each group has its say), for widths that end rows inside a
+    // group and inside a run of 16 pixels, rows one after the other or padded,
+    // buffers of exactly the size needed, and frames continuous or with padded
+    // rows (which are left as they were): each pixel shows its value's top 8 bits.
+    void packedGrayMatchesTheValuesBitForBit_data()
+    {
+        QTest::addColumn<uint>("format");
+        QTest::addColumn<int>("depth");
+        QTest::addColumn<bool>("gige");
+        QTest::newRow("Mono10p") << uint(pfnc::Mono10p) << 10 << false;
+        QTest::newRow("Mono12p") << uint(pfnc::Mono12p) << 12 << false;
+        QTest::newRow("Mono10Packed") << uint(pfnc::Mono10Packed) << 10 << true;
+        QTest::newRow("Mono12Packed") << uint(pfnc::Mono12Packed) << 12 << true;
+    }
+    void packedGrayMatchesTheValuesBitForBit()
+    {
+        QFETCH(uint, format);
+        QFETCH(int, depth);
+        QFETCH(bool, gige);
+        uint32_t nSeed = 12345u + format;
+        auto nextByte = [&nSeed] {
+            nSeed = nSeed * 1664525u + 1013904223u;
+            return static_cast<uint8_t>(nSeed >> 24);
+        };
+        for (int w : {1, 2, 3, 4, 5, 7, 15, 16, 17, 33, 641, 1280}) {
+            for (int h : {1, 3, 7}) {
+                for (bool bRowsOnTheirOwn : {false, true}) {
+                    const size_t nRowBytes = gige ? (3 * size_t(w) + 1) / 2 : (size_t(w) * size_t(depth) + 7) / 8;
+                    const size_t nStride = bRowsOnTheirOwn ? nRowBytes + 3 : 0;
+                    const size_t nSize = pixelFormatMinimumBytes(format, w, h, nStride);
+                    QCOMPARE(nSize, bRowsOnTheirOwn ? nStride * size_t(h - 1) + nRowBytes
+                                                    : (gige ? (3 * size_t(w) * size_t(h) + 1) / 2
+                                                            : (size_t(w) * size_t(h) * size_t(depth) + 7) / 8));
+                    std::vector<uint8_t> data(nSize);
+                    for (uint8_t& b : data)
+                        b = nextByte();
+                    for (bool bPaddedFrame : {false, true}) {
+                        const int nFrameStride = bPaddedFrame ? w + 5 : w;
+                        std::vector<uint8_t> frame(size_t(nFrameStride) * size_t(h), 0xA5);
+                        cv::Mat out(h, w, CV_8UC1, frame.data(), size_t(nFrameStride));
+                        QString strWhy;
+                        QVERIFY2(convertPixels(format, w, h, data.data(), data.size(), out, &strWhy, nStride),
+                                 qPrintable(strWhy));
+                        QCOMPARE(static_cast<void*>(out.data), static_cast<void*>(frame.data()));
+                        for (int y = 0; y < h; ++y) {
+                            for (int x = 0; x < w; ++x) {
+                                const size_t nStart = bRowsOnTheirOwn ? size_t(y) * nStride : 0;
+                                const size_t i = bRowsOnTheirOwn ? size_t(x) : size_t(y) * size_t(w) + size_t(x);
+                                const int nWanted = int(packedValue(data, nStart, i, depth, gige) >> (depth - 8));
+                                const int nGot = frame[size_t(y) * size_t(nFrameStride) + size_t(x)];
+                                if (nGot != nWanted)
+                                    QFAIL(qPrintable(QStringLiteral("%1 x %2, %3, %4 frame: %5")
+                                                         .arg(w)
+                                                         .arg(h)
+                                                         .arg(bRowsOnTheirOwn ? QStringLiteral("padded rows")
+                                                                              : QStringLiteral("one stream"))
+                                                         .arg(bPaddedFrame ? QStringLiteral("padded")
+                                                                           : QStringLiteral("continuous"))
+                                                         .arg(describeMismatch(out, x, y, nWanted))));
+                            }
+                            for (int x = w; x < nFrameStride; ++x)
+                                QCOMPARE(int(frame[size_t(y) * size_t(nFrameStride) + size_t(x)]), 0xA5);
+                        }
+                    }
+                }
+            }
         }
     }
 

@@ -7,6 +7,10 @@
 #include <algorithm>
 #include <cstring>
 
+#if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+#include <tmmintrin.h>
+#endif
+
 namespace hostsim {
 
 namespace {
@@ -159,50 +163,215 @@ void wideToBytes(const uint8_t* pData, size_t nStride, int nWidth, int nHeight, 
     }
 }
 
-// PFNC "p" formats: value i occupies bits [i*depth, (i+1)*depth) of the
-// stream, least significant bit first; 10 and 12 bits span at most two bytes.
-void unpackP(const uint8_t* pData, size_t nStride, int nWidth, int nHeight, int nDepth, cv::Mat& out)
+// The packed gray formats hold whole groups of pixels in whole bytes: a
+// Mono12p or Mono12Packed pair in 3 bytes, a Mono10p quadruple in 5 bytes
+// (Mono10Packed packs pairs like Mono12Packed). A frame shows only the top 8
+// bits of each value, so a group becomes its frame bytes by gathering bytes
+// and shifting within them, never by rebuilding the full values.
+enum class Packing
 {
-    const unsigned nMask = (1u << nDepth) - 1u;
-    const int nShift = nDepth - 8;
-    for (int y = 0; y < nHeight; ++y) {
-        const uint8_t* pRow = nStride ? pData + size_t(y) * nStride : pData;
-        const size_t nFirst = nStride ? 0 : size_t(y) * size_t(nWidth);
-        uint8_t* pOut = out.ptr<uint8_t>(y);
-        for (int x = 0; x < nWidth; ++x) {
-            const size_t nBit = (nFirst + size_t(x)) * size_t(nDepth);
-            const uint8_t* p = pRow + nBit / 8;
-            // The second byte is read only when the value reaches into it.
-            const unsigned nLow = nBit % 8;
-            unsigned v = p[0];
-            if (nLow + unsigned(nDepth) > 8)
-                v |= unsigned(p[1]) << 8;
-            pOut[x] = top8((v >> nLow) & nMask, nShift);
-        }
+    P10, // PFNC Mono10p: 10-bit values, least significant bit first
+    P12, // PFNC Mono12p: 12-bit values, least significant bit first
+    Gev  // GigE Vision Mono10Packed / Mono12Packed: byte 0 and byte 2 are the top 8 bits
+};
+
+struct PackedGroup
+{
+    size_t pixels;
+    size_t bytes;
+};
+
+constexpr PackedGroup groupOf(Packing k)
+{
+    return k == Packing::P10 ? PackedGroup{4, 5} : PackedGroup{2, 3};
+}
+
+// Eight bits of a least-significant-bit-first stream starting at bit nBit. The
+// following byte is read only when the bits reach into it, so that the last
+// value of a buffer never reads past its end.
+inline uint8_t eightBitsAt(const uint8_t* pStream, size_t nBit)
+{
+    const uint8_t* p = pStream + nBit / 8;
+    const unsigned nShift = unsigned(nBit % 8);
+    return nShift == 0 ? p[0] : static_cast<uint8_t>(p[0] >> nShift | p[1] << (8 - nShift));
+}
+
+// The top 8 bits of pixel i of a packed stream, alone (row starts and ends
+// that do not fill a group).
+inline uint8_t packedTop8(Packing k, const uint8_t* pStream, size_t i)
+{
+    switch (k) {
+    case Packing::P10: return eightBitsAt(pStream, i * 10 + 2);
+    case Packing::P12: return eightBitsAt(pStream, i * 12 + 4);
+    case Packing::Gev: break;
+    }
+    return pStream[(i / 2) * 3 + (i % 2) * 2];
+}
+
+// Whole groups, without a branch inside a group: what processors without
+// SSSE3 run, and the groups after the last 16-pixel block of a run.
+void groupsP10(const uint8_t* pIn, size_t nGroups, uint8_t* pOut)
+{
+    for (size_t g = 0; g < nGroups; ++g) {
+        const uint8_t* b = pIn + 5 * g;
+        uint8_t* o = pOut + 4 * g;
+        o[0] = static_cast<uint8_t>(b[0] >> 2 | b[1] << 6);
+        o[1] = static_cast<uint8_t>(b[1] >> 4 | b[2] << 4);
+        o[2] = static_cast<uint8_t>(b[2] >> 6 | b[3] << 2);
+        o[3] = b[4];
     }
 }
 
-// GigE Vision 1.x Mono10Packed / Mono12Packed: pixels 2k and 2k+1 in bytes
-// 3k..3k+2; bytes 0 and 2 hold the top 8 bits, byte 1 the low bits of the
-// first pixel (low nibble) and of the second (high nibble).
-void unpackGev(const uint8_t* pData, size_t nStride, int nWidth, int nHeight, int nDepth, cv::Mat& out)
+void groupsP12(const uint8_t* pIn, size_t nGroups, uint8_t* pOut)
 {
-    const int nLowBits = nDepth - 8;
-    const unsigned nLowMask = (1u << nLowBits) - 1u;
+    for (size_t g = 0; g < nGroups; ++g) {
+        const uint8_t* b = pIn + 3 * g;
+        pOut[2 * g] = static_cast<uint8_t>(b[0] >> 4 | b[1] << 4);
+        pOut[2 * g + 1] = b[2];
+    }
+}
+
+void groupsGev(const uint8_t* pIn, size_t nGroups, uint8_t* pOut)
+{
+    for (size_t g = 0; g < nGroups; ++g) {
+        pOut[2 * g] = pIn[3 * g];
+        pOut[2 * g + 1] = pIn[3 * g + 2];
+    }
+}
+
+#if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+#define HXL_PACKED_SSSE3 1
+
+// With SSSE3 (Intel processors since 2006, AMD since 2011; checked when the
+// program runs) 16 pixels are made at once: a byte shuffle puts the
+// two bytes holding each pixel's top 8 bits into a 16-bit lane, a multiply by
+// a power of two lifts those bits into the lane's high byte, and the high
+// bytes of two vectors are packed into 16 frame bytes. A block is 20 bytes
+// (Mono10p) or 24 bytes (the others), read as two overlapping 16-byte loads
+// that stay inside the block.
+struct Ssse3Block
+{
+    size_t bytes;  // bytes of 16 pixels
+    size_t second; // where the second load starts in the block
+    uint8_t shuffle[2][16];
+    uint16_t lift[2][8];
+};
+
+constexpr uint8_t kNone = 0x80; // a shuffle index that gives zero
+
+constexpr Ssse3Block kBlockP10 = {20,
+                                  4,
+                                  {{0, 1, 1, 2, 2, 3, 3, 4, 5, 6, 6, 7, 7, 8, 8, 9},
+                                   {6, 7, 7, 8, 8, 9, 9, 10, 11, 12, 12, 13, 13, 14, 14, 15}},
+                                  {{64, 16, 4, 1, 64, 16, 4, 1}, {64, 16, 4, 1, 64, 16, 4, 1}}};
+constexpr Ssse3Block kBlockP12 = {24,
+                                  8,
+                                  {{0, 1, 1, 2, 3, 4, 4, 5, 6, 7, 7, 8, 9, 10, 10, 11},
+                                   {4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11, 12, 13, 14, 14, 15}},
+                                  {{16, 1, 16, 1, 16, 1, 16, 1}, {16, 1, 16, 1, 16, 1, 16, 1}}};
+// The GigE Vision pairs need no lift: their top bytes go straight to the high bytes.
+constexpr Ssse3Block kBlockGev = {
+    24,
+    8,
+    {{kNone, 0, kNone, 2, kNone, 3, kNone, 5, kNone, 6, kNone, 8, kNone, 9, kNone, 11},
+     {kNone, 4, kNone, 6, kNone, 7, kNone, 9, kNone, 10, kNone, 12, kNone, 13, kNone, 15}},
+    {{1, 1, 1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1, 1, 1}}};
+
+__attribute__((target("ssse3"))) inline __m128i liftedBlockHalf(const uint8_t* pIn, __m128i shuffle, __m128i lift)
+{
+    const __m128i lanes = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(pIn)), shuffle);
+    return _mm_srli_epi16(_mm_mullo_epi16(lanes, lift), 8);
+}
+
+__attribute__((target("ssse3"))) void blocksSsse3(const Ssse3Block& block, const uint8_t* pIn, size_t nBlocks,
+                                                  uint8_t* pOut)
+{
+    const __m128i shuffle0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block.shuffle[0]));
+    const __m128i shuffle1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block.shuffle[1]));
+    const __m128i lift0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block.lift[0]));
+    const __m128i lift1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block.lift[1]));
+    const size_t nBytes = block.bytes, nSecond = block.second;
+    // Two blocks a turn: their loads and shuffles overlap (about a fifth faster than one).
+    size_t n = 0;
+    for (; n + 2 <= nBlocks; n += 2) {
+        const uint8_t* b = pIn + n * nBytes;
+        const __m128i a0 = liftedBlockHalf(b, shuffle0, lift0);
+        const __m128i a1 = liftedBlockHalf(b + nSecond, shuffle1, lift1);
+        const __m128i c0 = liftedBlockHalf(b + nBytes, shuffle0, lift0);
+        const __m128i c1 = liftedBlockHalf(b + nBytes + nSecond, shuffle1, lift1);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut + 16 * n), _mm_packus_epi16(a0, a1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut + 16 * n + 16), _mm_packus_epi16(c0, c1));
+    }
+    if (n < nBlocks) {
+        const uint8_t* b = pIn + n * nBytes;
+        const __m128i a0 = liftedBlockHalf(b, shuffle0, lift0);
+        const __m128i a1 = liftedBlockHalf(b + nSecond, shuffle1, lift1);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut + 16 * n), _mm_packus_epi16(a0, a1));
+    }
+}
+
+bool hasSsse3()
+{
+    static const bool bHas = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("ssse3") != 0;
+    }();
+    return bHas;
+}
+#endif
+
+// nGroups whole groups from pIn into pOut.
+void unpackGroups(Packing k, const uint8_t* pIn, size_t nGroups, uint8_t* pOut)
+{
+#ifdef HXL_PACKED_SSSE3
+    // Blocks of 16 pixels where the processor can, the remaining groups one by one.
+    if (hasSsse3()) {
+        const Ssse3Block& block = k == Packing::P10 ? kBlockP10 : k == Packing::P12 ? kBlockP12 : kBlockGev;
+        const size_t nBlockGroups = 16 / groupOf(k).pixels;
+        const size_t nBlocks = nGroups / nBlockGroups;
+        blocksSsse3(block, pIn, nBlocks, pOut);
+        pIn += nBlocks * block.bytes;
+        pOut += nBlocks * 16;
+        nGroups -= nBlocks * nBlockGroups;
+    }
+#endif
+    switch (k) {
+    case Packing::P10: groupsP10(pIn, nGroups, pOut); break;
+    case Packing::P12: groupsP12(pIn, nGroups, pOut); break;
+    case Packing::Gev: groupsGev(pIn, nGroups, pOut); break;
+    }
+}
+
+// nCount pixels from pixel nFirst of the stream at pStream: the pixels before
+// the first group boundary and after the last whole group alone, the whole
+// groups between them together.
+void unpackRun(Packing k, const uint8_t* pStream, size_t nFirst, size_t nCount, uint8_t* pOut)
+{
+    const PackedGroup group = groupOf(k);
+    size_t x = 0;
+    for (; x < nCount && (nFirst + x) % group.pixels != 0; ++x)
+        pOut[x] = packedTop8(k, pStream, nFirst + x);
+    const size_t nGroups = (nCount - x) / group.pixels;
+    unpackGroups(k, pStream + (nFirst + x) / group.pixels * group.bytes, nGroups, pOut + x);
+    for (x += nGroups * group.pixels; x < nCount; ++x)
+        pOut[x] = packedTop8(k, pStream, nFirst + x);
+}
+
+// A packed picture into 8-bit rows. With nStride 0 the pixels run on across
+// rows (a row may start inside a group); a frame without padding then takes
+// the picture as one run.
+void unpackPacked(Packing k, const uint8_t* pData, size_t nStride, int nWidth, int nHeight, cv::Mat& out)
+{
+    const size_t w = size_t(nWidth);
+    if (nStride == 0 && out.isContinuous()) {
+        unpackRun(k, pData, 0, w * size_t(nHeight), out.ptr<uint8_t>(0));
+        return;
+    }
     for (int y = 0; y < nHeight; ++y) {
-        const uint8_t* pRow = nStride ? pData + size_t(y) * nStride : pData;
-        const size_t nFirst = nStride ? 0 : size_t(y) * size_t(nWidth);
-        uint8_t* pOut = out.ptr<uint8_t>(y);
-        for (int x = 0; x < nWidth; ++x) {
-            const size_t i = nFirst + size_t(x);
-            const uint8_t* p = pRow + (i / 2) * 3;
-            unsigned v = 0;
-            if (i % 2 == 0)
-                v = unsigned(p[0]) << nLowBits | (unsigned(p[1]) & nLowMask);
-            else
-                v = unsigned(p[2]) << nLowBits | ((unsigned(p[1]) >> 4) & nLowMask);
-            pOut[x] = top8(v, nLowBits);
-        }
+        if (nStride)
+            unpackRun(k, pData + size_t(y) * nStride, 0, w, out.ptr<uint8_t>(y));
+        else
+            unpackRun(k, pData, size_t(y) * w, w, out.ptr<uint8_t>(y));
     }
 }
 
@@ -361,11 +530,12 @@ bool convertPixels(uint32_t nPixelFormat, int nWidth, int nHeight, const void* p
         break;
     case Kind::MonoP:
         prepare(out, nHeight, nWidth, CV_8UC1);
-        unpackP(pBytes, nStride, nWidth, nHeight, f->depth, out);
+        unpackPacked(f->depth == 10 ? Packing::P10 : Packing::P12, pBytes, nStride, nWidth, nHeight, out);
         break;
     case Kind::MonoGev:
+        // Mono10Packed and Mono12Packed differ only in their low bits, which a frame does not show.
         prepare(out, nHeight, nWidth, CV_8UC1);
-        unpackGev(pBytes, nStride, nWidth, nHeight, f->depth, out);
+        unpackPacked(Packing::Gev, pBytes, nStride, nWidth, nHeight, out);
         break;
     case Kind::Bayer8: {
         const cv::Mat wrapped(nHeight, nWidth, CV_8UC1, const_cast<uint8_t*>(pBytes), nRowStride);
