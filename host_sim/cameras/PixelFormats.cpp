@@ -497,8 +497,9 @@ bool convertPixels(uint32_t nPixelFormat, int nWidth, int nHeight, const void* p
     const Format* f = findFormat(nPixelFormat);
     if (!f)
         return fail(QStringLiteral("pixel format %1 cannot be shown: choose one of %2")
-                        .arg(pixelFormatName(nPixelFormat), QStringLiteral("Mono8/10/12/16, Mono10p, Mono12p, "
-                                                                           "Mono12Packed, Bayer 8/10/12/16, "
+                        .arg(pixelFormatName(nPixelFormat), QStringLiteral("Mono8/10/12/14/16, Mono10p, Mono12p, "
+                                                                           "Mono10Packed, Mono12Packed, "
+                                                                           "Bayer 8/10/12/16, "
                                                                            "YUV422_8, YUV422_8_UYVY, RGB8, BGR8")));
     if (nWidth <= 0 || nHeight <= 0 || !pData)
         return fail(QStringLiteral("empty %1 image").arg(QLatin1String(f->name)));
