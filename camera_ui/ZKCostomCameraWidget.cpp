@@ -298,6 +298,12 @@ void ZKCostomCameraWidget::InitWidget()
     m_pMainLayout->setContentsMargins(0, 0, 0, 0);
 
     m_pShowLabel = new HXLDisplayLabel(this);
+    // The live picture is composed at the label's size: the label takes the
+    // room the page gives it and never asks for the picture's size, or each
+    // picture would become the label's smallest size (a panel on its own grew
+    // with every picture; a host's window could not be made smaller than the
+    // last picture while the video ran).
+    m_pShowLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
 
     // Page 1: the live picture and the three command buttons.
     auto* pPage1 = new QWidget();

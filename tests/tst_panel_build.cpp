@@ -21,6 +21,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QSlider>
 #include <QTabBar>
@@ -547,6 +548,42 @@ private slots:
         // And live pictures go on reaching the label meanwhile.
         const qint64 nKey = labelPixmap(pLabel).cacheKey();
         QTRY_VERIFY_WITH_TIMEOUT(labelPixmap(pLabel).cacheKey() != nKey, 2000);
+    }
+
+    // The live picture is made at the label's size; it must not become the
+    // label's smallest size too: a panel on its own kept growing by a
+    // picture's worth of layout, and a host window could not be made smaller
+    // than the last picture while the video ran.
+    void livePicturesDoNotPinTheLabelsSize()
+    {
+        PanelPtr pPanel(makePanel());
+        pPanel->resize(600, 240);
+        pPanel->show();
+        QVERIFY(QTest::qWaitForWindowExposed(pPanel.get()));
+        HXLDisplayLabel* pLabel = pPanel->m_pShowLabel;
+        QTRY_VERIFY_WITH_TIMEOUT(!labelPixmap(pLabel).isNull(), 5000);
+        const QSize started = pPanel->size();
+        const qint64 nKey = labelPixmap(pLabel).cacheKey();
+        QTRY_VERIFY_WITH_TIMEOUT(labelPixmap(pLabel).cacheKey() != nKey, 2000);
+        QTest::qWait(1000); // about ten live pictures
+        QCOMPARE(pPanel->size(), started);
+
+        // In a host's window that the operator makes smaller while the video runs.
+        QWidget host;
+        auto* pHostLayout = new QVBoxLayout(&host);
+        pHostLayout->addWidget(pPanel.get());
+        // The panel is deleted as a panel, not as the window's child.
+        const auto takeBack = qScopeGuard([&pPanel] { pPanel->setParent(nullptr); });
+        host.resize(900, 300);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        QTRY_COMPARE_WITH_TIMEOUT(labelPixmap(pLabel).width(), pLabel->width(), 3000);
+        const int nWide = pLabel->width();
+        host.resize(500, 300);
+        QTRY_COMPARE_WITH_TIMEOUT(host.width(), 500, 3000);
+        QTRY_VERIFY_WITH_TIMEOUT(pLabel->width() < nWide - 300, 3000);
+        // And the pictures follow the label's new size.
+        QTRY_COMPARE_WITH_TIMEOUT(labelPixmap(pLabel).size(), pLabel->size(), 3000);
     }
 
     void pauseAndResumeEvents()
