@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <random>
 #include <vector>
 
 using namespace hostsim;
@@ -168,6 +169,11 @@ private slots:
         QCOMPARE(pixelFormatName(0x010C0006u), QStringLiteral("Mono12Packed"));
         QCOMPARE(pixelFormatName(0x01080009u), QStringLiteral("BayerRG8"));
         QCOMPARE(pixelFormatName(0x02100032u), QStringLiteral("YUV422_8"));
+        QCOMPARE(pixelFormatName(0x010C0059u), QStringLiteral("BayerRG12p"));
+        QCOMPARE(pixelFormatName(0x010A0052u), QStringLiteral("BayerBG10p"));
+        QCOMPARE(pixelFormatName(0x010C002Bu), QStringLiteral("BayerRG12Packed"));
+        QCOMPARE(pixelFormatName(0x010C0026u), QStringLiteral("BayerGR10Packed"));
+        QCOMPARE(pixelFormatChannels(pfnc::BayerGB12p), 3);
         QCOMPARE(pixelFormatName(0x0210001Fu), QStringLiteral("YUV422_8_UYVY"));
         // Older names of the same formats.
         QCOMPARE(pixelFormatFromName(QStringLiteral("YUV422Packed")), pfnc::YUV422_8_UYVY);
@@ -437,6 +443,87 @@ private slots:
                                                                      .arg(y)
                                                                      .arg(rgbText(got), rgbText(wanted))));
                     }
+            }
+        }
+    }
+
+    // A packed Bayer picture is the 8-bit Bayer picture of its top bits: the
+    // same mosaic, unpacked the way the packed gray formats are, then
+    // coloured by the same conversion. Random low bits, every order and
+    // packing, odd widths, rows running on and padded rows.
+    void packedBayerIsTheBayerOfItsTopBits_data()
+    {
+        QTest::addColumn<QString>("order");
+        QTest::addColumn<QString>("packing");
+        QTest::addColumn<int>("depth");
+        QTest::addColumn<bool>("gige");
+        for (const char* order : {"GR", "RG", "GB", "BG"})
+            for (const char* packing : {"10p", "12p", "10Packed", "12Packed"}) {
+                const QString name = QStringLiteral("Bayer%1%2").arg(QLatin1String(order), QLatin1String(packing));
+                QTest::newRow(qPrintable(name)) << QString::fromLatin1(order) << QString::fromLatin1(packing)
+                                                << (packing[1] == '0' ? 10 : 12) << (packing[2] == 'P');
+            }
+    }
+
+    void packedBayerIsTheBayerOfItsTopBits()
+    {
+        QFETCH(QString, order);
+        QFETCH(QString, packing);
+        QFETCH(int, depth);
+        QFETCH(bool, gige);
+        const uint32_t nPacked = pixelFormatFromName(QStringLiteral("Bayer%1%2").arg(order, packing));
+        const uint32_t n8 = pixelFormatFromName(QStringLiteral("Bayer") + order + QStringLiteral("8"));
+        QVERIFY(nPacked != 0 && n8 != 0);
+        QCOMPARE(pixelFormatChannels(nPacked), 3);
+        std::mt19937 random(uint32_t(depth * 131 + (gige ? 7 : 0)));
+        for (int w : {2, 3, 5, 17, 641}) {
+            for (bool bPaddedRows : {false, true}) {
+                const int h = 6;
+                // The scene with varied pixels, as an 8-bit mosaic.
+                const auto mosaic = bayerBuffer(order, 8, w, h, [](int x, int y) {
+                    return cv::Vec3b(grayAt(x, y), grayAt(y + 3, x), grayAt(x + y, 2 * x));
+                });
+                const size_t nRowBytes = gige ? (3 * size_t(w) + 1) / 2 : (size_t(w) * size_t(depth) + 7) / 8;
+                const size_t nStride = bPaddedRows ? nRowBytes + 3 : 0;
+                const size_t nPixels = size_t(w) * h;
+                const size_t nSize = bPaddedRows ? nStride * h
+                                                 : gige ? (3 * nPixels + 1) / 2 : (nPixels * size_t(depth) + 7) / 8;
+                std::vector<uint8_t> data(nSize, 0);
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) {
+                        const unsigned nLow = unsigned(random()) & ((1u << (depth - 8)) - 1u);
+                        const unsigned v = unsigned(mosaic[size_t(y) * w + x]) << (depth - 8) | nLow;
+                        const size_t i = bPaddedRows ? size_t(x) : size_t(y) * size_t(w) + size_t(x);
+                        const size_t nStart = bPaddedRows ? size_t(y) * nStride : 0;
+                        if (gige) {
+                            uint8_t* p = data.data() + nStart + (i / 2) * 3;
+                            if (i % 2 == 0) {
+                                p[0] = static_cast<uint8_t>(v >> (depth - 8));
+                                p[1] = static_cast<uint8_t>(p[1] | nLow);
+                            } else {
+                                p[2] = static_cast<uint8_t>(v >> (depth - 8));
+                                p[1] = static_cast<uint8_t>(p[1] | nLow << 4);
+                            }
+                        } else {
+                            for (int b = 0; b < depth; ++b)
+                                setBit(data, nStart * 8 + i * size_t(depth) + size_t(b), (v >> b) & 1u);
+                        }
+                    }
+                cv::Mat fromPacked, from8;
+                QString strWhy;
+                QVERIFY2(convertPixels(nPacked, w, h, data.data(), data.size(), fromPacked, &strWhy, nStride),
+                         qPrintable(strWhy));
+                QVERIFY2(convertPixels(n8, w, h, mosaic.data(), mosaic.size(), from8, &strWhy), qPrintable(strWhy));
+                QCOMPARE(fromPacked.type(), CV_8UC3);
+                QCOMPARE(fromPacked.size(), from8.size());
+                const int nDiffering = cv::countNonZero(cv::Mat(fromPacked != from8).reshape(1));
+                QVERIFY2(nDiffering == 0, qPrintable(QStringLiteral("width %1%2: %3 values differ")
+                                                         .arg(w)
+                                                         .arg(bPaddedRows ? QStringLiteral(", padded rows") : QString())
+                                                         .arg(nDiffering)));
+                // One byte short is refused, not read past.
+                QVERIFY(!convertPixels(nPacked, w, h, data.data(), data.size() - 1 - (bPaddedRows ? 3 : 0),
+                                       fromPacked, &strWhy, nStride));
             }
         }
     }

@@ -23,6 +23,8 @@ enum class Kind
     MonoGev,    // GigE Vision 1.x: two pixels in three bytes
     Bayer8,
     BayerWide,  // Bayer in 16 bits, little-endian
+    BayerP,     // Bayer as a PFNC bit stream
+    BayerGev,   // Bayer in GigE Vision 1.x pairs
     Rgb8,
     Bgr8,
     Yuyv,
@@ -63,6 +65,22 @@ const Format kFormats[] = {
     {pfnc::BayerRG12, "BayerRG12", Kind::BayerWide, 12, cv::COLOR_BayerBG2RGB},
     {pfnc::BayerGB12, "BayerGB12", Kind::BayerWide, 12, cv::COLOR_BayerGR2RGB},
     {pfnc::BayerBG12, "BayerBG12", Kind::BayerWide, 12, cv::COLOR_BayerRG2RGB},
+    {pfnc::BayerGR10p, "BayerGR10p", Kind::BayerP, 10, cv::COLOR_BayerGB2RGB},
+    {pfnc::BayerRG10p, "BayerRG10p", Kind::BayerP, 10, cv::COLOR_BayerBG2RGB},
+    {pfnc::BayerGB10p, "BayerGB10p", Kind::BayerP, 10, cv::COLOR_BayerGR2RGB},
+    {pfnc::BayerBG10p, "BayerBG10p", Kind::BayerP, 10, cv::COLOR_BayerRG2RGB},
+    {pfnc::BayerGR12p, "BayerGR12p", Kind::BayerP, 12, cv::COLOR_BayerGB2RGB},
+    {pfnc::BayerRG12p, "BayerRG12p", Kind::BayerP, 12, cv::COLOR_BayerBG2RGB},
+    {pfnc::BayerGB12p, "BayerGB12p", Kind::BayerP, 12, cv::COLOR_BayerGR2RGB},
+    {pfnc::BayerBG12p, "BayerBG12p", Kind::BayerP, 12, cv::COLOR_BayerRG2RGB},
+    {pfnc::BayerGR10Packed, "BayerGR10Packed", Kind::BayerGev, 10, cv::COLOR_BayerGB2RGB},
+    {pfnc::BayerRG10Packed, "BayerRG10Packed", Kind::BayerGev, 10, cv::COLOR_BayerBG2RGB},
+    {pfnc::BayerGB10Packed, "BayerGB10Packed", Kind::BayerGev, 10, cv::COLOR_BayerGR2RGB},
+    {pfnc::BayerBG10Packed, "BayerBG10Packed", Kind::BayerGev, 10, cv::COLOR_BayerRG2RGB},
+    {pfnc::BayerGR12Packed, "BayerGR12Packed", Kind::BayerGev, 12, cv::COLOR_BayerGB2RGB},
+    {pfnc::BayerRG12Packed, "BayerRG12Packed", Kind::BayerGev, 12, cv::COLOR_BayerBG2RGB},
+    {pfnc::BayerGB12Packed, "BayerGB12Packed", Kind::BayerGev, 12, cv::COLOR_BayerGR2RGB},
+    {pfnc::BayerBG12Packed, "BayerBG12Packed", Kind::BayerGev, 12, cv::COLOR_BayerRG2RGB},
     {pfnc::BayerGR16, "BayerGR16", Kind::BayerWide, 16, cv::COLOR_BayerGB2RGB},
     {pfnc::BayerRG16, "BayerRG16", Kind::BayerWide, 16, cv::COLOR_BayerBG2RGB},
     {pfnc::BayerGB16, "BayerGB16", Kind::BayerWide, 16, cv::COLOR_BayerGR2RGB},
@@ -107,8 +125,10 @@ size_t rowBytes(const Format& f, int nWidth)
     case Kind::Uyvy: return 2 * w;
     case Kind::Rgb8:
     case Kind::Bgr8: return 3 * w;
-    case Kind::MonoP: return (w * size_t(f.depth) + 7) / 8;
-    case Kind::MonoGev: return (3 * w + 1) / 2;
+    case Kind::MonoP:
+    case Kind::BayerP: return (w * size_t(f.depth) + 7) / 8;
+    case Kind::MonoGev:
+    case Kind::BayerGev: return (3 * w + 1) / 2;
     }
     return 0;
 }
@@ -120,9 +140,9 @@ size_t minimumBytes(const Format& f, int nWidth, int nHeight, size_t nStride)
     const size_t nPixels = size_t(nWidth) * size_t(nHeight);
     if (nStride == 0) {
         // A packed stream without row breaks.
-        if (f.kind == Kind::MonoP)
+        if (f.kind == Kind::MonoP || f.kind == Kind::BayerP)
             return (nPixels * size_t(f.depth) + 7) / 8;
-        if (f.kind == Kind::MonoGev)
+        if (f.kind == Kind::MonoGev || f.kind == Kind::BayerGev)
             return (3 * nPixels + 1) / 2;
         return rowBytes(f, nWidth) * size_t(nHeight);
     }
@@ -499,7 +519,8 @@ bool convertPixels(uint32_t nPixelFormat, int nWidth, int nHeight, const void* p
         return fail(QStringLiteral("pixel format %1 cannot be shown: choose one of %2")
                         .arg(pixelFormatName(nPixelFormat), QStringLiteral("Mono8/10/12/14/16, Mono10p, Mono12p, "
                                                                            "Mono10Packed, Mono12Packed, "
-                                                                           "Bayer 8/10/12/16, "
+                                                                           "Bayer 8/10/12/16, Bayer 10p/12p, "
+                                                                           "Bayer 10Packed/12Packed, "
                                                                            "YUV422_8, YUV422_8_UYVY, RGB8, BGR8")));
     if (nWidth <= 0 || nHeight <= 0 || !pData)
         return fail(QStringLiteral("empty %1 image").arg(QLatin1String(f->name)));
@@ -547,6 +568,15 @@ bool convertPixels(uint32_t nPixelFormat, int nWidth, int nHeight, const void* p
         // Scaled to 8 bits first: the colour is made from what is shown.
         cv::Mat mosaic(nHeight, nWidth, CV_8UC1);
         wideToBytes(pBytes, nRowStride, nWidth, nHeight, f->depth, mosaic);
+        fromBayer(mosaic, *f, out);
+        break;
+    }
+    case Kind::BayerP:
+    case Kind::BayerGev: {
+        // Unpacked to the top 8 bits as the gray formats are, then coloured.
+        cv::Mat mosaic(nHeight, nWidth, CV_8UC1);
+        unpackPacked(f->kind == Kind::BayerGev ? Packing::Gev : f->depth == 10 ? Packing::P10 : Packing::P12, pBytes,
+                     nStride, nWidth, nHeight, mosaic);
         fromBayer(mosaic, *f, out);
         break;
     }

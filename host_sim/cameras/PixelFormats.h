@@ -6,8 +6,8 @@
 // camera keeps the camera's raw picture and converts it with this when a
 // frame is taken.
 //
-// Deeper than 8 bits (Mono10, Mono12, Mono14, Mono16, their packed forms and
-// the 10-, 12- and 16-bit Bayer formats) is shown by the top 8 bits of the
+// Deeper than 8 bits (Mono10, Mono12, Mono14, Mono16, the 10-, 12- and 16-bit
+// Bayer formats and the packed forms of both) is shown by the top 8 bits of the
 // format's depth: a 12-bit value v is shown as v >> 4, so that the full range
 // of the sensor fills black to white. Values above the format's depth (bits a
 // camera should leave zero) show as white.
@@ -15,11 +15,12 @@
 // Packing of the buffer:
 // - unpacked formats: each row starts nStride bytes after the one before
 //   (0 = rows lie packed, width x bytes per pixel);
-// - Mono10p, Mono12p (GenICam PFNC "p" formats): pixels are a stream of 10-
+// - Mono10p, Mono12p and Bayer..10p, Bayer..12p (GenICam PFNC "p" formats): pixels are a stream of 10-
 //   or 12-bit values, least significant bit first: pixel i starts at bit
 //   i x depth of the row. With nStride 0 the whole picture is one stream
 //   (a row may start inside a byte); with nStride each row starts on its own;
-// - Mono10Packed, Mono12Packed (GigE Vision 1.x): two pixels in three bytes,
+// - Mono10Packed, Mono12Packed and Bayer..10Packed, Bayer..12Packed (GigE
+//   Vision 1.x): two pixels in three bytes,
 //   byte 0 and byte 2 the top 8 bits of the first and second pixel, byte 1
 //   the low bits (first pixel in its low nibble, second in its high nibble).
 //   With nStride 0 the pairs run on across rows; with nStride each row starts
@@ -63,6 +64,22 @@ constexpr uint32_t BayerGR12 = 0x01100010u;
 constexpr uint32_t BayerRG12 = 0x01100011u;
 constexpr uint32_t BayerGB12 = 0x01100012u;
 constexpr uint32_t BayerBG12 = 0x01100013u;
+constexpr uint32_t BayerBG10p = 0x010A0052u;
+constexpr uint32_t BayerGB10p = 0x010A0054u;
+constexpr uint32_t BayerGR10p = 0x010A0056u;
+constexpr uint32_t BayerRG10p = 0x010A0058u;
+constexpr uint32_t BayerBG12p = 0x010C0053u;
+constexpr uint32_t BayerGB12p = 0x010C0055u;
+constexpr uint32_t BayerGR12p = 0x010C0057u;
+constexpr uint32_t BayerRG12p = 0x010C0059u;
+constexpr uint32_t BayerGR10Packed = 0x010C0026u;
+constexpr uint32_t BayerRG10Packed = 0x010C0027u;
+constexpr uint32_t BayerGB10Packed = 0x010C0028u;
+constexpr uint32_t BayerBG10Packed = 0x010C0029u;
+constexpr uint32_t BayerGR12Packed = 0x010C002Au;
+constexpr uint32_t BayerRG12Packed = 0x010C002Bu;
+constexpr uint32_t BayerGB12Packed = 0x010C002Cu;
+constexpr uint32_t BayerBG12Packed = 0x010C002Du;
 constexpr uint32_t BayerGR16 = 0x0110002Eu;
 constexpr uint32_t BayerRG16 = 0x0110002Fu;
 constexpr uint32_t BayerGB16 = 0x01100030u;
