@@ -33,6 +33,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPointer>
 #include <QPushButton>
 #include <QSlider>
 #include <QSpacerItem>
@@ -83,19 +84,19 @@ void showOnLabel(QLabel* pLabel, const QPixmap& pixmap)
 class SettledLayoutFilter : public QObject
 {
 public:
+    // The tab widget makes its tab bar and page stack when it is made.
     explicit SettledLayoutFilter(QTabWidget* pTabWidget)
-        : QObject(pTabWidget), m_pTabWidget(pTabWidget)
+        : QObject(pTabWidget), m_pTabWidget(pTabWidget), m_pBar(pTabWidget->tabBar()),
+          m_pStack(pTabWidget->findChild<QStackedWidget*>(QString(), Qt::FindDirectChildrenOnly))
     {
     }
 
     bool eventFilter(QObject* pWatched, QEvent* pEvent) override
     {
-        if (pWatched != m_pTabWidget || pEvent->type() != QEvent::LayoutRequest)
+        if (pWatched != m_pTabWidget || pEvent->type() != QEvent::LayoutRequest || !m_pBar || !m_pStack)
             return false;
-        auto* pStack = m_pTabWidget->findChild<QStackedWidget*>(QString(), Qt::FindDirectChildrenOnly);
-        const QTabBar* pBar = m_pTabWidget->tabBar();
-        if (!pStack || !pBar)
-            return false;
+        const QTabBar* pBar = m_pBar;
+        const QStackedWidget* pStack = m_pStack;
         const std::array<QSize, 7> sizes = {pBar->sizeHint(),      pBar->minimumSizeHint(),   pStack->sizeHint(),
                                             pStack->minimumSizeHint(), pStack->minimumSize(), pStack->maximumSize(),
                                             m_pTabWidget->size()};
@@ -108,6 +109,8 @@ public:
 
 private:
     QTabWidget* m_pTabWidget;
+    const QPointer<QTabBar> m_pBar;
+    const QPointer<QStackedWidget> m_pStack;
     bool m_bSeen = false;
     std::array<QSize, 7> m_sizes;
 };

@@ -452,13 +452,9 @@ private slots:
         QFETCH(int, nGrowH);
         QFETCH(bool, bAlpha);
         QFETCH(bool, bBehindRepainted);
-        // Docked in a host window of a fixed size, as hosts show it.
-        QWidget host;
-        host.setFixedSize(820, 420);
-        auto* pHostLayout = new QVBoxLayout(&host);
-        PanelPtr pPanel(makePanel());
-        pHostLayout->addWidget(pPanel.get());
-        host.show();
+        DockedPanel docked;
+        QWidget& host = docked.host;
+        PanelPtr& pPanel = docked.pPanel;
         QVERIFY(QTest::qWaitForWindowExposed(&host));
         pPanel->OnEvent(1201, nullptr); // the thread's own pictures stop
         QCoreApplication::processEvents();
@@ -528,13 +524,9 @@ private slots:
     // a real change of what it lays out still does.
     void tabWidgetStillFollowsItsTabsAndPages()
     {
-        QWidget host;
-        host.setFixedSize(820, 420);
-        auto* pHostLayout = new QVBoxLayout(&host);
-        PanelPtr pPanel(makePanel());
-        pHostLayout->addWidget(pPanel.get());
-        host.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        DockedPanel docked;
+        PanelPtr& pPanel = docked.pPanel;
+        QVERIFY(QTest::qWaitForWindowExposed(&docked.host));
         HXLDisplayLabel* pLabel = pPanel->m_pShowLabel;
         QTRY_VERIFY_WITH_TIMEOUT(!labelPixmap(pLabel).isNull(), 5000); // live pictures arrive
         // The tab bar asks for more room (a larger font): the tab widget
@@ -788,6 +780,22 @@ private slots:
     }
 
 private:
+    // A panel docked in a host window of a fixed size, as hosts show it
+    // (the panel goes first, as a panel, when this ends).
+    struct DockedPanel
+    {
+        QWidget host;
+        PanelPtr pPanel;
+
+        DockedPanel()
+            : pPanel(makePanel())
+        {
+            host.setFixedSize(820, 420);
+            (new QVBoxLayout(&host))->addWidget(pPanel.get());
+            host.show();
+        }
+    };
+
     std::unique_ptr<QTemporaryDir> m_pDir;
 };
 

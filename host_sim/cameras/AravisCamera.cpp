@@ -423,14 +423,15 @@ StreamingCamera::ReadResult AravisCamera::readRawFrame(RawFrame& frame, int nTim
         if (!isPixelFormatShown(nFormat)) {
             result = ReadResult::Frame; // refused by the caller, with the format's name
         } else if (!pData || nNeeded == 0 || nSize < nNeeded) {
-            setError(QStringLiteral("image data too short: %1 bytes for %2 x %3 %4")
-                         .arg(nSize)
-                         .arg(nWidth)
-                         .arg(nHeight)
-                         .arg(hostsim::pixelFormatName(nFormat)));
             size_t nCapacity = 0;
             arv_buffer_get_data(pBuffer, &nCapacity);
-            bOutgrown = nNeeded > nCapacity;
+            bOutgrown = nNeeded > nCapacity; // said below
+            if (!bOutgrown)
+                setError(QStringLiteral("image data too short: %1 bytes for %2 x %3 %4")
+                             .arg(nSize)
+                             .arg(nWidth)
+                             .arg(nHeight)
+                             .arg(hostsim::pixelFormatName(nFormat)));
         } else {
             // Only the bytes are kept: the conversion waits for a client.
             gint nEmpty = 0, nFull = 0;
