@@ -4,6 +4,8 @@
 // The demo is started as its own process, beside this program, with Qt's
 // "-platform offscreen" on its command line.
 
+#include "ChildProcess.h"
+
 #include <QDir>
 #include <QImage>
 #include <QProcess>
@@ -107,11 +109,15 @@ private:
         const QString strPng = m_pDir->filePath(QStringLiteral("camera_host.png"));
         QProcess demo;
         demo.setProcessChannelMode(QProcess::MergedChannels);
-        demo.start(strDemo, QStringList{QStringLiteral("-platform"), QStringLiteral("offscreen"),
-                                        QStringLiteral("--work-dir"), m_pDir->filePath(QStringLiteral("work")),
-                                        QStringLiteral("--headless"), strPng, QStringLiteral("--frames"),
-                                        QStringLiteral("10")}
-                                + extraArguments);
+        const QStringList arguments = QStringList{QStringLiteral("-platform"), QStringLiteral("offscreen"),
+                                                  QStringLiteral("--work-dir"), m_pDir->filePath(QStringLiteral("work")),
+                                                  QStringLiteral("--headless"), strPng, QStringLiteral("--frames"),
+                                                  QStringLiteral("10")}
+                                      + extraArguments;
+        if (!startChildProcess(demo, strDemo, arguments)) {
+            qWarning("camera_host did not start: %s", qPrintable(demo.errorString()));
+            return false;
+        }
         const bool bFinished = demo.waitForFinished(120000);
         const QByteArray output = demo.readAll();
         if (!bFinished || demo.exitStatus() != QProcess::NormalExit || demo.exitCode() != 0) {

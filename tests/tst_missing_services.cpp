@@ -288,7 +288,7 @@ void TestMissingServices::reportRow(int nRow)
     startRow(nRow + 1);
     Child& child = m_children[nRow];
     QProcess& process = *child.process;
-    QVERIFY2(process.waitForStarted(30000), qPrintable(process.errorString()));
+    QVERIFY2(waitForChildStarted(process), qPrintable(process.errorString()));
     // Generous for a sanitizer build on a loaded machine; a row takes seconds.
     const int kLimitMs = 180000;
     const bool bFinished = process.waitForFinished(qMax(1, kLimitMs - int(child.clock.elapsed())));

@@ -265,8 +265,11 @@ private:
     {
         QProcess child;
         child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        child.start(QCoreApplication::applicationFilePath(),
-                    sameProgramArguments({QLatin1String(kMeasureOption), strCommand, strPicture}));
+        if (!startChildProcess(child, QCoreApplication::applicationFilePath(),
+                               sameProgramArguments({QLatin1String(kMeasureOption), strCommand, strPicture}))) {
+            qWarning("the measuring process did not start: %s", qPrintable(child.errorString()));
+            return false;
+        }
         if (!child.waitForFinished(240000) || child.exitStatus() != QProcess::NormalExit || child.exitCode() != 0)
             return false;
         const QRegularExpressionMatch match =
