@@ -473,6 +473,46 @@ private slots:
         QCOMPARE(pPanel->m_pRefreshThread->bufferBytes(), int(nStride) * height);
     }
 
+    // A small region streams at the camera's rate: a 64 x 64 frame is 4 KiB,
+    // and a receive socket sized to one frame lost packets of nearly every
+    // frame (about one frame a second got through).
+    void smallRegionsStream_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::newRow("Mono8 16x16") << QStringLiteral("Mono8") << 16 << 16;
+        QTest::newRow("Mono8 17x17") << QStringLiteral("Mono8") << 17 << 17;
+        QTest::newRow("Mono8 64x64") << QStringLiteral("Mono8") << 64 << 64;
+        QTest::newRow("BayerGR8 18x18") << QStringLiteral("BayerGR8") << 18 << 18;
+        QTest::newRow("RGB8 33x21") << QStringLiteral("RGB8") << 33 << 21;
+        QTest::newRow("Mono16 100x75") << QStringLiteral("Mono16") << 100 << 75;
+        QTest::newRow("Mono8 256x256") << QStringLiteral("Mono8") << 256 << 256;
+    }
+    void smallRegionsStream()
+    {
+        QFETCH(QString, format);
+        QFETCH(int, width);
+        QFETCH(int, height);
+        AravisCamera* pCamera = addFakeCamera(format, width, height);
+        QVERIFY(pCamera);
+        QVERIFY2(pCamera->waitForFrame(0, 10000), qPrintable(pCamera->lastError()));
+        QCOMPARE(pCamera->frameWidth(), width);
+        QCOMPARE(pCamera->frameHeight(), height);
+        // The fake camera runs at 25 frames a second: 10 more take 0.4 s.
+        const quint64 nFrom = pCamera->framesReceived();
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY2(pCamera->waitForFrame(nFrom + 10, 5000),
+                 qPrintable(QStringLiteral("%1 frames in 5 s").arg(pCamera->framesReceived() - nFrom)));
+        std::printf("%s %dx%d: 10 frames in %lld ms\n", qPrintable(format), width, height,
+                    static_cast<long long>(clock.elapsed()));
+        cv::Mat frame;
+        QCOMPARE(pCamera->grabFrame(frame), 0);
+        QCOMPARE(frame.cols, width);
+        QCOMPARE(frame.rows, height);
+    }
+
     // A calibrated real camera hands out its frames turned into the machine's
     // axes like any camera of the host: a turned camera's corners are black.
     void calibratedFramesAreTurned()

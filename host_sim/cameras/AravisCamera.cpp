@@ -302,6 +302,9 @@ struct AravisCamera::BufferHome
 // and the frame is copied out so that its buffer goes straight back.
 static constexpr gint kMinEmptyBuffers = 2;
 
+// The smallest receive socket buffer a GigE Vision stream is given, in bytes.
+static constexpr guint64 kMinSocketBuffer = 1024 * 1024;
+
 bool AravisCamera::startStream(QString& strError)
 {
     GError* pError = nullptr;
@@ -315,8 +318,17 @@ bool AravisCamera::startStream(QString& strError)
         strError = QStringLiteral("cannot read the payload size: %1").arg(takeError(pError));
         return false;
     }
-    if (ARV_IS_GV_STREAM(m_pStream))
-        g_object_set(m_pStream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
+    if (ARV_IS_GV_STREAM(m_pStream)) {
+        // The receive socket holds at least one whole frame, and never less
+        // than kMinSocketBuffer: Aravis's own "auto" size is the payload, and
+        // for a small region (64 x 64 is 4 KiB) that is too small for the
+        // leader, the data and the trailer of one frame in flight, so every
+        // frame lost packets and none arrived. The system caps it at its
+        // net.core.rmem_max.
+        const gint nSocketBuffer = gint(std::min<guint64>(std::max<guint64>(nPayload, kMinSocketBuffer), G_MAXINT));
+        g_object_set(m_pStream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size",
+                     nSocketBuffer, nullptr);
+    }
     for (int i = 0; i < std::max(2, m_setup.bufferCount); ++i)
         arv_stream_push_buffer(m_pStream, arv_buffer_new_allocate(nPayload));
     m_pHome = std::make_shared<BufferHome>();
