@@ -683,6 +683,47 @@ private slots:
         QCOMPARE(pCamera->GrabImage(nullptr), 1);
     }
 
+    // Another program holds the camera (GigE Vision gives its control to one
+    // program at a time): the host says so and waits, writes nothing (each
+    // write would wait for a timeout and fail), and streams once the other
+    // program lets go.
+    void cameraHeldByAnotherProgramIsWaitedFor()
+    {
+        HostSim::removeAllCameras();
+        GError* pError = nullptr;
+        ArvCamera* pOther = arv_camera_new(kAddress.toUtf8().constData(), &pError);
+        QVERIFY2(pOther, pError ? pError->message : "no camera");
+        QVERIFY(arv_gv_device_is_controller(ARV_GV_DEVICE(arv_camera_get_device(pOther))));
+        const int nLines = HostSim::operatorLines().size();
+
+        hostsim::CameraRequest request;
+        request.type = hostsim::CameraType::GenICam;
+        request.address = kAddress;
+        request.pixelFormat = QStringLiteral("Mono8");
+        request.width = 640;
+        request.height = 480;
+        QString strError;
+        auto* pCamera = dynamic_cast<AravisCamera*>(HostSim::addCamera(request, &strError));
+        QVERIFY2(pCamera, qPrintable(strError));
+        QTRY_VERIFY_WITH_TIMEOUT(!pCamera->lastError().isEmpty(), 10000);
+        QCOMPARE(pCamera->state(), StreamingCamera::State::Connecting);
+        QVERIFY2(pCamera->statusText().contains(QStringLiteral("controlled by another program")),
+                 qPrintable(pCamera->statusText()));
+        QTest::qWait(1500);
+        QCOMPARE(pCamera->openCount(), 0);
+        QCOMPARE(pCamera->framesReceived(), quint64(0));
+        // Nothing was written behind the other program's back, so nothing failed.
+        QVERIFY2(HostSim::operatorLines(nLines).isEmpty(), qPrintable(HostSim::operatorLines(nLines).join('|')));
+
+        g_object_unref(pOther);
+        QVERIFY2(pCamera->waitForFrame(0, 15000), qPrintable(pCamera->statusText()));
+        QCOMPARE(pCamera->frameWidth(), 640);
+        QCOMPARE(pCamera->frameHeight(), 480);
+        QVERIFY2(pCamera->statusText().startsWith(QStringLiteral("streaming 640 x 480")),
+                 qPrintable(pCamera->statusText()));
+        QVERIFY2(HostSim::operatorLines(nLines).isEmpty(), qPrintable(HostSim::operatorLines(nLines).join('|')));
+    }
+
     // Another program left the camera waiting for triggers: opening it
     // switches trigger mode off and it streams.
     void triggerModeLeftOnStillStreams()

@@ -117,6 +117,15 @@ bool AravisCamera::openDevice(QString& strError)
     ArvDevice* pDevice = arv_camera_get_device(m_pCamera);
     m_nLostHandler = g_signal_connect(pDevice, "control-lost", G_CALLBACK(&AravisCamera::onControlLost), this);
     if (arv_camera_is_gv_device(m_pCamera)) {
+        // GigE Vision gives one program at a time the control of a camera.
+        // Without it every feature written waits for a timeout and fails, and
+        // no stream can start: wait for the other program to let go instead.
+        if (!arv_gv_device_is_controller(ARV_GV_DEVICE(pDevice))) {
+            strError = QStringLiteral("camera %1 is controlled by another program; a GigE Vision camera takes one "
+                                      "at a time")
+                           .arg(m_setup.address.isEmpty() ? QStringLiteral("(first found)") : m_setup.address);
+            return false;
+        }
         // The packet socket (used when the process may open raw sockets, e.g.
         // as root) does not see the traffic of a camera on the loopback
         // interface: use the plain socket there.
