@@ -7,6 +7,8 @@
 #include "ChildProcess.h"
 
 #include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
 #include <QImage>
 #include <QProcess>
 #include <QStandardPaths>
@@ -15,6 +17,13 @@
 
 #include <algorithm>
 #include <memory>
+
+#ifdef Q_OS_WIN
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -197,6 +206,65 @@ private slots:
         qInfo("drawing: %.3f picture", dPicture);
         QVERIFY(dPicture < 0.02);
         QCOMPARE(share(picture.image, picture.drawing, isWorkpieceBlue), 0.0);
+    }
+
+    // The panel finds its files ("qcv.dat", the photo) through the work
+    // directory written in the system's code page. A name that code page can
+    // write is used as it is; one it cannot is refused at start with one line,
+    // and nothing is written anywhere else.
+    void workDirectoryNamesAndTheCodePage_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("plain") << QStringLiteral("work");
+        QTest::newRow("Chinese") << QStringLiteral("w\u5de5\u4f5c\u76ee\u5f55");
+        QTest::newRow("Korean") << QStringLiteral("w\uc791\uc5c5");
+        QTest::newRow("accented") << QStringLiteral("w\u00e9t\u00e9");
+    }
+    void workDirectoryNamesAndTheCodePage()
+    {
+        QFETCH(QString, name);
+        const QString strDemo =
+            QStandardPaths::findExecutable(QStringLiteral("camera_host"), {QCoreApplication::applicationDirPath()});
+        QVERIFY2(!strDemo.isEmpty(), "no camera_host beside the test");
+        const QString strWork = QDir::cleanPath(m_pDir->filePath(name));
+        const bool bWritable = QString::fromLocal8Bit(strWork.toLocal8Bit()) == strWork;
+        qInfo("%s: the code page %s", QTest::currentDataTag(), bWritable ? "writes the name" : "cannot write the name");
+#ifdef Q_OS_WIN
+        // The run under a Chinese Windows (code page 936) sees both answers.
+        if (GetACP() == 936 && QByteArray(QTest::currentDataTag()) == "Chinese")
+            QVERIFY(bWritable);
+        if (GetACP() == 936 && QByteArray(QTest::currentDataTag()) == "Korean")
+            QVERIFY(!bWritable);
+#endif
+
+        QProcess demo;
+        demo.setProcessChannelMode(QProcess::MergedChannels);
+        QVERIFY2(startChildProcess(demo, strDemo,
+                                   {QStringLiteral("-platform"), QStringLiteral("offscreen"), QStringLiteral("--work-dir"),
+                                    strWork, QStringLiteral("--headless"), m_pDir->filePath(QStringLiteral("out.png")),
+                                    QStringLiteral("--frames"), QStringLiteral("5"), QStringLiteral("--snapshot")}),
+                 qPrintable(demo.errorString()));
+        QVERIFY(demo.waitForFinished(120000));
+        const QString output = QString::fromLocal8Bit(demo.readAll());
+        QCOMPARE(demo.exitStatus(), QProcess::NormalExit);
+        if (bWritable) {
+            QVERIFY2(demo.exitCode() == 0, qPrintable(output));
+            QVERIFY2(QFileInfo::exists(strWork + QStringLiteral("/qcv.dat")), qPrintable(output));
+            QVERIFY2(QFileInfo::exists(strWork + QStringLiteral("/VisSourcePic.jpg")), qPrintable(output));
+        } else {
+            QVERIFY2(demo.exitCode() == 2, qPrintable(output));
+            QVERIFY2(output.contains(QStringLiteral("for --work-dir: this system's code page cannot write its name")),
+                     qPrintable(output));
+            QVERIFY(!QFileInfo::exists(strWork));
+        }
+        // Nothing of the panel's lies anywhere but in the work directory.
+        QDirIterator files(m_pDir->path(), {QStringLiteral("qcv.dat"), QStringLiteral("VisSourcePic.jpg")}, QDir::Files,
+                           QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            const QString strFile = files.next();
+            QVERIFY2(bWritable && QFileInfo(strFile).absolutePath() == QFileInfo(strWork).absoluteFilePath(),
+                     qPrintable(strFile));
+        }
     }
 
 private:

@@ -510,6 +510,20 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
                 return result;
             }
         }
+        // The camera panel is handed the work directory as a string of the
+        // system's code page and finds its files ("qcv.dat", the photo)
+        // through it: a directory whose name that code page cannot write
+        // (a Chinese name on a Western Windows, a Korean one on a Chinese
+        // Windows) would have the panel read and write somewhere else, and
+        // lose the operator's settings on every start.
+        const QString strAbsolute = QDir::cleanPath(QDir(strDir).absolutePath());
+        if (QString::fromLocal8Bit(strAbsolute.toLocal8Bit()) != strAbsolute) {
+            result.error = invalid(strOption, strDir,
+                                   QStringLiteral("this system's code page cannot write its name, and the camera panel "
+                                                  "finds its files through that code page: choose a directory named "
+                                                  "in it"));
+            return result;
+        }
         const QFileInfo info(strDir);
         if (info.exists() && !info.isDir()) {
             result.error = invalid(strOption, strDir, QStringLiteral("exists and is not a directory"));
@@ -519,7 +533,7 @@ DemoParseResult parseDemoOptions(const QStringList& arguments, const QProcessEnv
             result.error = invalid(strOption, strDir, QStringLiteral("the directory cannot be created"));
             return result;
         }
-        options.workDir = QDir::cleanPath(QDir(strDir).absolutePath());
+        options.workDir = strAbsolute;
     }
 
     return result;

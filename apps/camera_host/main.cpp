@@ -29,11 +29,32 @@
 #define NOMINMAX
 #endif
 #include <windows.h>
+#include <shellapi.h>
 #else
 #include <sys/resource.h>
 #endif
 
 namespace {
+
+// The command line as the operator typed it. On Windows argv holds it in the
+// system's code page, which turns every character the code page lacks into
+// '?' (a Chinese folder on a Western Windows): the wide command line does not.
+QStringList commandLineArguments(int argc, char* argv[])
+{
+    QStringList arguments;
+#ifdef Q_OS_WIN
+    int nCount = 0;
+    if (LPWSTR* ppWide = CommandLineToArgvW(GetCommandLineW(), &nCount)) {
+        for (int i = 0; i < nCount; ++i)
+            arguments << QString::fromWCharArray(ppWide[i]);
+        LocalFree(ppWide);
+        return arguments;
+    }
+#endif
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    return arguments;
+}
 
 void printLine(FILE* pStream, const QString& strLine)
 {
@@ -147,10 +168,7 @@ int main(int argc, char* argv[])
     // Parse before the application object exists, so that a bad option is
     // reported even where no display is available.
     QCoreApplication::setApplicationName(QStringLiteral("camera_host"));
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
-    const DemoParseResult parsed = parseDemoOptions(arguments);
+    const DemoParseResult parsed = parseDemoOptions(commandLineArguments(argc, argv));
     if (!parsed.ok()) {
         printLine(stderr, QStringLiteral("camera_host: ") + parsed.error);
         printLine(stderr, demoUsageHint());
