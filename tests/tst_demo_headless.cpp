@@ -107,10 +107,15 @@ class TestDemoHeadless : public QObject
 
 private:
     // Runs the demo headless for a few live frames and reads its picture.
+    // The demo program, built beside this one.
+    static QString demoProgram()
+    {
+        return QStandardPaths::findExecutable(QStringLiteral("camera_host"), {QCoreApplication::applicationDirPath()});
+    }
+
     bool runDemo(const QStringList& extraArguments, DemoPicture& picture)
     {
-        const QString strDemo =
-            QStandardPaths::findExecutable(QStringLiteral("camera_host"), {QCoreApplication::applicationDirPath()});
+        const QString strDemo = demoProgram();
         if (strDemo.isEmpty()) {
             qWarning("no camera_host beside %s", qPrintable(QCoreApplication::applicationDirPath()));
             return false;
@@ -223,8 +228,7 @@ private slots:
     void workDirectoryNamesAndTheCodePage()
     {
         QFETCH(QString, name);
-        const QString strDemo =
-            QStandardPaths::findExecutable(QStringLiteral("camera_host"), {QCoreApplication::applicationDirPath()});
+        const QString strDemo = demoProgram();
         QVERIFY2(!strDemo.isEmpty(), "no camera_host beside the test");
         const QString strWork = QDir::cleanPath(m_pDir->filePath(name));
         const bool bWritable = QString::fromLocal8Bit(strWork.toLocal8Bit()) == strWork;

@@ -34,6 +34,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <cstdio>
 #include <vector>
 
@@ -218,6 +219,14 @@ private:
         if (!pCamera)
             qWarning("%s", qPrintable(strError));
         return pCamera;
+    }
+
+    // The rows of a test that opens the fake camera in a format at a size.
+    static void formatAndSizeColumns()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
     }
 
 private slots:
@@ -423,9 +432,7 @@ private slots:
     // where the layout says.
     void oddWidthFramesKeepTheirRows_data()
     {
-        QTest::addColumn<QString>("format");
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("height");
+        formatAndSizeColumns();
         QTest::newRow("Mono8 1001x801") << QStringLiteral("Mono8") << 1001 << 801;
         QTest::newRow("RGB8 1003x601") << QStringLiteral("RGB8") << 1003 << 601;
     }
@@ -478,9 +485,7 @@ private slots:
     // frame (about one frame a second got through).
     void smallRegionsStream_data()
     {
-        QTest::addColumn<QString>("format");
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("height");
+        formatAndSizeColumns();
         QTest::newRow("Mono8 16x16") << QStringLiteral("Mono8") << 16 << 16;
         QTest::newRow("Mono8 17x17") << QStringLiteral("Mono8") << 17 << 17;
         QTest::newRow("Mono8 64x64") << QStringLiteral("Mono8") << 64 << 64;
@@ -691,20 +696,15 @@ private slots:
     {
         HostSim::removeAllCameras();
         GError* pError = nullptr;
-        ArvCamera* pOther = arv_camera_new(kAddress.toUtf8().constData(), &pError);
+        // Let go of on every way out, so that a failure here leaves the camera to the next test.
+        std::unique_ptr<ArvCamera, void (*)(ArvCamera*)> pOther(arv_camera_new(kAddress.toUtf8().constData(), &pError),
+                                                                [](ArvCamera* p) { g_object_unref(p); });
         QVERIFY2(pOther, pError ? pError->message : "no camera");
-        QVERIFY(arv_gv_device_is_controller(ARV_GV_DEVICE(arv_camera_get_device(pOther))));
+        QVERIFY(arv_gv_device_is_controller(ARV_GV_DEVICE(arv_camera_get_device(pOther.get()))));
         const int nLines = HostSim::operatorLines().size();
 
-        hostsim::CameraRequest request;
-        request.type = hostsim::CameraType::GenICam;
-        request.address = kAddress;
-        request.pixelFormat = QStringLiteral("Mono8");
-        request.width = 640;
-        request.height = 480;
-        QString strError;
-        auto* pCamera = dynamic_cast<AravisCamera*>(HostSim::addCamera(request, &strError));
-        QVERIFY2(pCamera, qPrintable(strError));
+        AravisCamera* pCamera = addFakeCamera(QStringLiteral("Mono8"), 640, 480);
+        QVERIFY(pCamera);
         QTRY_VERIFY_WITH_TIMEOUT(!pCamera->lastError().isEmpty(), 10000);
         QCOMPARE(pCamera->state(), StreamingCamera::State::Connecting);
         QVERIFY2(pCamera->statusText().contains(QStringLiteral("controlled by another program")),
@@ -715,7 +715,7 @@ private slots:
         // Nothing was written behind the other program's back, so nothing failed.
         QVERIFY2(HostSim::operatorLines(nLines).isEmpty(), qPrintable(HostSim::operatorLines(nLines).join('|')));
 
-        g_object_unref(pOther);
+        pOther.reset();
         QVERIFY2(pCamera->waitForFrame(0, 15000), qPrintable(pCamera->statusText()));
         QCOMPARE(pCamera->frameWidth(), 640);
         QCOMPARE(pCamera->frameHeight(), 480);
